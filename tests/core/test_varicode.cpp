@@ -1,0 +1,132 @@
+#include "varicode.h"
+
+#include "TarnLog.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstring>
+#include <set>
+#include <string>
+
+namespace {
+
+bool isValidPattern(const std::string& p) {
+    return !p.empty() && p.front() == '1' && p.back() == '1' && p.find("00") == std::string::npos &&
+           p.find_first_not_of("01") == std::string::npos;
+}
+
+TEST(VaricodeTable, PatternsAreDistinctValidAndCountedByLength) {
+    varicode codec;
+    std::set<std::string> seen;
+    std::array<int, 13> byLength{};
+    for (unsigned code = 0; code < 256; ++code) {
+        std::string p = varicode::pattern(code);
+        EXPECT_TRUE(isValidPattern(p)) << code;
+        seen.insert(p);
+        ASSERT_LE(p.size(), 12u);
+        ++byLength[p.size()];
+    }
+    EXPECT_EQ(seen.size(), 256u);
+    std::array<int, 13> expected{0, 1, 1, 2, 3, 5, 8, 13, 21, 34, 55, 89, 24};
+    EXPECT_EQ(byLength, expected);
+}
+
+TEST(VaricodeTable, TellingRows) {
+    const std::pair<unsigned, const char*> rows[] = {
+        {0, "1010101011"},  {1, "1011011011"},   {2, "1011101101"},   {3, "1101110111"},
+        {10, "11101"},      {13, "11111"},       {32, "1"},           {48, "10110111"},
+        {65, "1111101"},    {69, "1110111"},     {97, "1011"},        {101, "11"},
+        {127, "1110110101"}, {128, "1110111101"}, {129, "1110111111"}, {130, "1111010101"},
+        {255, "101101011011"}};
+    for (auto [code, p] : rows) {
+        EXPECT_STREQ(varicode::pattern(code), p) << code;
+    }
+}
+
+// Codes 128..255 are the first unused valid patterns by length, then value.
+TEST(VaricodeTable, ExtendedCodesFollowTheDerivationRule) {
+    std::set<std::string> used;
+    for (unsigned code = 0; code < 128; ++code) {
+        used.insert(varicode::pattern(code));
+    }
+    unsigned next = 128;
+    for (int length = 1; length <= 12 && next < 256; ++length) {
+        for (unsigned v = 1u << (length - 1); v < (1u << length) && next < 256; ++v) {
+            std::string p;
+            for (int bit = length - 1; bit >= 0; --bit) {
+                p += ((v >> bit) & 1) ? '1' : '0';
+            }
+            if (isValidPattern(p) && !used.count(p)) {
+                EXPECT_EQ(varicode::pattern(next), p) << next;
+                ++next;
+            }
+        }
+    }
+    EXPECT_EQ(next, 256u);
+}
+
+TEST(VaricodeDecode, EveryCodeRoundTripsWithItsSeparatorZero) {
+    varicode codec;
+    for (unsigned code = 0; code < 256; ++code) {
+        std::string bits = std::string(varicode::pattern(code)) + "0";
+        std::string decoded = codec.parseVaricodeChar(bits);
+        ASSERT_EQ(decoded.size(), 1u);
+        EXPECT_EQ(static_cast<unsigned char>(decoded[0]), code);
+    }
+}
+
+TEST(VaricodeDecode, ReceivedRunsAreTrimmedAndLookedUp) {
+    varicode codec;
+    EXPECT_EQ(codec.parseVaricodeChar("110"), "e");
+    EXPECT_EQ(codec.parseVaricodeChar("10110"), "a");
+    EXPECT_EQ(codec.parseVaricodeChar("1"), " ");
+    EXPECT_EQ(codec.parseVaricodeChar("10"), " ");
+    EXPECT_EQ(codec.parseVaricodeChar("0001011"), "a");
+    // Sixteen 1s are cut to fifteen, which is no pattern.
+    EXPECT_EQ(codec.parseVaricodeChar(std::string(16, '1')), std::string(1, '\0'));
+    EXPECT_EQ(codec.parseVaricodeChar(std::string(15, '1')), std::string(1, '\0'));
+    // Well formed but in no entry; empty and all-zero runs.
+    EXPECT_EQ(codec.parseVaricodeChar("1001"), std::string(1, '\0'));
+    EXPECT_EQ(codec.parseVaricodeChar(""), std::string(1, '\0'));
+    EXPECT_EQ(codec.parseVaricodeChar("000"), std::string(1, '\0'));
+}
+
+TEST(VaricodeDecode, MalformedRunIsLoggedAndDecodesToZero) {
+    varicode codec;
+    TarnLogCapture log;
+    EXPECT_EQ(codec.parseVaricodeChar("10x1"), std::string(1, '\0'));
+    EXPECT_EQ(log.text(), "Not a valid bit string: x1\n");
+}
+
+TEST(VaricodeEncode, FramingAndIdleZeros) {
+    varicode codec;
+    EXPECT_EQ(codec.renderVaricodeString(8, std::string_view(""), 8), std::string(16, '0'));
+    EXPECT_EQ(codec.renderVaricodeString(8, std::string_view("e"), 8),
+              std::string(10, '0') + "11" + std::string(10, '0'));
+    EXPECT_EQ(codec.renderVaricodeString(8, std::string_view(" "), 8).size(), 21u);
+    EXPECT_EQ(codec.renderVaricodeString(0, std::string_view("ea"), 0), "00110000101100");
+    // Negative counts are taken as 0.
+    EXPECT_EQ(codec.renderVaricodeString(-5, std::string_view("e"), -1), "001100");
+}
+
+TEST(VaricodeEncode, OnlyTheLowEightBitsOfACodeUnitCount) {
+    varicode codec;
+    EXPECT_EQ(codec.renderVaricodeString(8, std::u16string(1, u'\x141'), 8),
+              codec.renderVaricodeString(8, std::string_view("A"), 8));
+    std::string high = codec.renderVaricodeString(0, std::u16string(1, char16_t(200)), 0);
+    EXPECT_EQ(high, std::string("00") + varicode::pattern(200) + "00");
+    EXPECT_EQ(codec.parseVaricodeChar(std::string(varicode::pattern(200)) + "0"),
+              std::string(1, char(200)));
+}
+
+TEST(VaricodeEncode, EveryByteEncodesToItsFramedPattern) {
+    varicode codec;
+    for (unsigned code = 0; code < 256; ++code) {
+        std::string text(1, static_cast<char>(code));
+        std::string symbols = codec.renderVaricodeString(8, text, 8);
+        EXPECT_EQ(symbols, std::string(10, '0') + varicode::pattern(code) + std::string(10, '0'));
+    }
+}
+
+} // namespace
