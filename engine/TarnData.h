@@ -124,6 +124,12 @@ public:
     void finalizeArray(const float* logPower, float* destination, int count);
     // Row rowsBack (0 = newest .. 511 = oldest) of the waterfall history.
     const float* getCurrentSpectrum(int rowsBack) const;
+    // One value of a row from getCurrentSpectrum, read while the audio thread
+    // may be writing that row (a relaxed atomic load: a row may be partly new,
+    // never undefined).
+    static float spectrumLevel(const float* row, int bin) {
+        return std::atomic_ref<float>(const_cast<float&>(row[bin])).load(std::memory_order_relaxed);
+    }
 
     // ---- Transmitter -----------------------------------------------------
     void renderString(std::u16string_view text);
