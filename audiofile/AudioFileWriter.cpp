@@ -1,0 +1,156 @@
+// Writing mono 8000 Hz WAV files, whole or not at all.
+#include "AudioFile.h"
+
+#include <sndfile.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace audiofile {
+
+namespace {
+
+std::string quotedPath(const std::string& path) {
+    return "'" + path + "'";
+}
+
+AudioFileError writeError(const std::string& path, const std::string& reason) {
+    return AudioFileError{AudioFileError::Kind::unwritable,
+                          "cannot write " + quotedPath(path) + ": " + reason};
+}
+
+// Distinguishes temporary files of concurrent writers in one process.
+std::atomic<unsigned> temporaryCounter{0};
+
+} // namespace
+
+AtomicFile::~AtomicFile() {
+    discard();
+}
+
+std::optional<AudioFileError> AtomicFile::create(const std::string& path) {
+    discard();
+    destination = path;
+    const size_t slash = path.rfind('/');
+    const std::string directory = slash == std::string::npos ? "" : path.substr(0, slash + 1);
+    const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+    if (name.empty()) {
+        return writeError(path, "not a file name");
+    }
+    // A hidden name beside the destination, so that the final rename stays
+    // within one file system; O_EXCL never reuses an existing file.
+    for (int attempt = 0; attempt < 100; ++attempt) {
+        const std::string candidate = directory + "." + name + ".tmp-" + std::to_string(getpid()) +
+                                      "-" + std::to_string(temporaryCounter.fetch_add(1));
+        descriptor = ::open(candidate.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+        if (descriptor >= 0) {
+            temporary = candidate;
+            return std::nullopt;
+        }
+        if (errno != EEXIST) {
+            return writeError(path, std::strerror(errno));
+        }
+    }
+    return writeError(path, "no temporary file name is free");
+}
+
+int AtomicFile::releaseDescriptor() {
+    const int released = descriptor;
+    descriptor = -1;
+    return released;
+}
+
+std::optional<AudioFileError> AtomicFile::commit() {
+    if (temporary.empty()) {
+        return writeError(destination, "nothing was written");
+    }
+    // The data must be on disk before the name points at it, or a crash
+    // could leave a complete-looking but empty file.
+    int syncDescriptor = descriptor >= 0 ? descriptor : ::open(temporary.c_str(), O_RDONLY);
+    if (syncDescriptor < 0 || fsync(syncDescriptor) != 0) {
+        const int error = errno;
+        if (syncDescriptor >= 0 && syncDescriptor != descriptor) {
+            ::close(syncDescriptor);
+        }
+        discard();
+        return writeError(destination, std::strerror(error));
+    }
+    if (syncDescriptor != descriptor) {
+        ::close(syncDescriptor);
+    }
+    if (descriptor >= 0) {
+        const int result = ::close(descriptor);
+        descriptor = -1;
+        if (result != 0) {
+            const int error = errno;
+            discard();
+            return writeError(destination, std::strerror(error));
+        }
+    }
+    if (std::rename(temporary.c_str(), destination.c_str()) != 0) {
+        const int error = errno;
+        discard();
+        return writeError(destination, std::strerror(error));
+    }
+    temporary.clear();
+    return std::nullopt;
+}
+
+void AtomicFile::discard() {
+    if (descriptor >= 0) {
+        ::close(descriptor);
+        descriptor = -1;
+    }
+    if (!temporary.empty()) {
+        ::unlink(temporary.c_str());
+        temporary.clear();
+    }
+}
+
+std::optional<AudioFileError> writeWavFile(const std::string& path, const float* samples,
+                                           int64_t count, SampleFormat format) {
+    if (count < 0 || (count > 0 && !samples)) {
+        return writeError(path, "no samples given");
+    }
+    AtomicFile output;
+    if (auto error = output.create(path)) {
+        return error;
+    }
+    SF_INFO info{};
+    info.samplerate = kOutputRate;
+    info.channels = 1;
+    // RF64 falls back to plain WAV whenever the data fits WAV's 4 GiB limit,
+    // which it does for anything short of hours of float audio.
+    info.format =
+        SF_FORMAT_RF64 | (format == SampleFormat::float32 ? SF_FORMAT_FLOAT : SF_FORMAT_PCM_16);
+    SNDFILE* file = sf_open_fd(output.releaseDescriptor(), SFM_WRITE, &info, SF_TRUE);
+    if (!file) {
+        return writeError(path, sf_strerror(nullptr));
+    }
+    sf_command(file, SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
+    // Without clipping, libsndfile wraps values beyond full scale around.
+    sf_command(file, SFC_SET_CLIPPING, nullptr, SF_TRUE);
+
+    constexpr int64_t kPiece = 1 << 16;
+    for (int64_t done = 0; done < count;) {
+        const sf_count_t piece = static_cast<sf_count_t>(std::min(kPiece, count - done));
+        if (sf_writef_float(file, samples + done, piece) != piece) {
+            const std::string reason = sf_strerror(file);
+            sf_close(file);
+            return writeError(path, reason);
+        }
+        done += piece;
+    }
+    // Closing writes the final header; its failure means an incomplete file.
+    if (sf_close(file) != 0) {
+        return writeError(path, "the file could not be completed");
+    }
+    return output.commit();
+}
+
+} // namespace audiofile

@@ -1,0 +1,124 @@
+#include "CommandLine.h"
+
+#include <cctype>
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+
+namespace cli {
+
+std::optional<double> parseNumber(std::string_view text) {
+    // strtod accepts leading blanks, hexadecimal floats and "nan"/"inf"; of
+    // these only plain decimal notation is a sensible operator input.
+    if (text.empty() || text.size() > 64 || std::isspace(static_cast<unsigned char>(text[0]))) {
+        return std::nullopt;
+    }
+    const std::string copy(text);
+    if (copy.find_first_of("xXnNiI") != std::string::npos) {
+        return std::nullopt;
+    }
+    errno = 0;
+    char* end = nullptr;
+    const double value = std::strtod(copy.c_str(), &end);
+    if (end != copy.c_str() + copy.size() || errno == ERANGE || !std::isfinite(value)) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+std::optional<long long> parseInteger(std::string_view text, long long low, long long high) {
+    if (text.empty() || text.size() > 20 || std::isspace(static_cast<unsigned char>(text[0]))) {
+        return std::nullopt;
+    }
+    const std::string copy(text);
+    errno = 0;
+    char* end = nullptr;
+    const long long value = std::strtoll(copy.c_str(), &end, 10);
+    if (end != copy.c_str() + copy.size() || errno == ERANGE || value < low || value > high) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+std::optional<bool> parseSwitch(std::string_view text) {
+    if (text == "on" || text == "yes" || text == "true" || text == "1") {
+        return true;
+    }
+    if (text == "off" || text == "no" || text == "false" || text == "0") {
+        return false;
+    }
+    return std::nullopt;
+}
+
+ArgumentReader::ArgumentReader(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        arguments.emplace_back(argv[i]);
+    }
+}
+
+bool ArgumentReader::next() {
+    currentOption.clear();
+    inlineValue.reset();
+    lastError.clear();
+    if (position >= arguments.size()) {
+        return false;
+    }
+    currentText = arguments[position++];
+    if (!optionsEnded && currentText == "--") {
+        optionsEnded = true;
+        return next();
+    }
+    // "-" alone is a positional argument (conventionally standard input).
+    if (optionsEnded || currentText.size() < 2 || currentText[0] != '-') {
+        return true;
+    }
+    const size_t equals = currentText.find('=');
+    if (currentText.rfind("--", 0) == 0 && equals != std::string::npos) {
+        currentOption = currentText.substr(0, equals);
+        inlineValue = currentText.substr(equals + 1);
+    } else {
+        currentOption = currentText;
+    }
+    return true;
+}
+
+std::optional<std::string> ArgumentReader::value() {
+    if (inlineValue) {
+        return inlineValue;
+    }
+    if (position >= arguments.size()) {
+        lastError = currentOption + " needs a value";
+        return std::nullopt;
+    }
+    return arguments[position++];
+}
+
+void reportError(std::string_view command, std::string_view message) {
+    std::string line = "tarn-psk31";
+    if (!command.empty()) {
+        line += ' ';
+        line += command;
+    }
+    line += ": ";
+    line += message;
+    line += '\n';
+    std::fputs(line.c_str(), stderr);
+}
+
+int reportUsageError(std::string_view command, std::string_view message) {
+    reportError(command, message);
+    return kExitUsage;
+}
+
+std::string quoted(std::string_view value) {
+    std::string result = "'";
+    for (const char c : value) {
+        // Control characters would break the one-line report.
+        result += (static_cast<unsigned char>(c) < 32) ? '?' : c;
+    }
+    result += '\'';
+    return result;
+}
+
+} // namespace cli

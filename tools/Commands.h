@@ -1,0 +1,15 @@
+// The commands of tarn-psk31, one source file each. To add a command, add
+// one line X(name, function, summary) to the list; the function has the
+// signature int function(int argc, char** argv), receives the arguments after
+// the command word (argv[0] is the command name) and returns the exit status.
+#pragma once
+
+#define TARN_PSK31_COMMANDS(X)                                                                     \
+    X("decode", decodeCommand, "decode a recording to text on standard output")                    \
+    X("encode", encodeCommand, "render text as a PSK31 recording (WAV)")
+
+namespace cli {
+#define TARN_PSK31_DECLARE_COMMAND(name, function, summary) int function(int argc, char** argv);
+TARN_PSK31_COMMANDS(TARN_PSK31_DECLARE_COMMAND)
+#undef TARN_PSK31_DECLARE_COMMAND
+} // namespace cli

@@ -1,0 +1,217 @@
+// tarn-psk31 encode: text in, the PSK31 signal the station would transmit out,
+// as an 8000 Hz mono WAV file.
+#include "AudioFile.h"
+#include "CommandLine.h"
+#include "TarnData.h"
+#include "varicode.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdio>
+#include <cstring>
+#include <random>
+#include <stdexcept>
+#include <unistd.h>
+#include <vector>
+
+namespace cli {
+
+namespace {
+
+constexpr const char* kCommand = "encode";
+constexpr int64_t kSamplesPerSymbol = 256;
+// The rendered block's sample count is a 32-bit signed integer.
+constexpr int64_t kMaxSymbols = INT32_MAX / kSamplesPerSymbol;
+// Idle zeros before and after every message.
+constexpr int64_t kIdleSymbols = 16;
+// The shortest character (space, one symbol) takes 5 symbols with its
+// framing zeros, so a longer text can never fit; reading stops there.
+constexpr size_t kMaxTextBytes = (kMaxSymbols - kIdleSymbols) / 5;
+
+void printEncodeHelp(std::FILE* out) {
+    std::fputs("usage: tarn-psk31 encode (--text TEXT | --text-file FILE | < FILE) -o OUT.wav\n"
+               "                          [OPTIONS]\n"
+               "Renders text as the station's PSK31 signal, one character per byte, with\n"
+               "the idle lead-in and tail, and writes it as an 8000 Hz mono WAV file\n"
+               "(32-bit float unless --pcm16). Without --text or --text-file the text is\n"
+               "read from standard input, byte for byte (a final newline is sent too).\n\n"
+               "options:\n"
+               "  --text TEXT       the text to send\n"
+               "  --text-file FILE  read the text from FILE\n"
+               "  --frequency HZ    carrier, 500 .. 2500 Hz (default 1500)\n"
+               "  -o, --output OUT  the WAV file to write (replaced whole, or left alone)\n"
+               "  --pcm16           write 16-bit integer samples\n"
+               "  --noise RMS       add white Gaussian noise of this RMS level (the signal's\n"
+               "                    peak is 0.6), as a receiver would hear it\n"
+               "  --seed N          seed of the noise (default 1), for repeatable files\n"
+               "  -h, --help        show this help\n",
+               out);
+}
+
+// Reads at most limit + 1 bytes, so that an oversized text is detected
+// without holding all of it.
+bool readText(std::FILE* in, size_t limit, std::string& text) {
+    char buffer[65536];
+    while (text.size() <= limit) {
+        const size_t got = std::fread(buffer, 1, sizeof buffer, in);
+        text.append(buffer, got);
+        if (got < sizeof buffer) {
+            return !std::ferror(in);
+        }
+    }
+    return true;
+}
+
+// Symbols the engine will render for text: the idle zeros plus each
+// character's pattern and its four framing zeros.
+int64_t countSymbols(const std::string& text) {
+    int64_t symbols = kIdleSymbols;
+    for (const unsigned char c : text) {
+        symbols += static_cast<int64_t>(std::strlen(varicode::pattern(c))) + 4;
+    }
+    return symbols;
+}
+
+} // namespace
+
+int encodeCommand(int argc, char** argv) {
+    std::optional<std::string> text;
+    std::string textFile;
+    std::string output;
+    double frequency = 1500.0;
+    double noiseRms = 0.0;
+    uint32_t seed = 1;
+    auto format = audiofile::SampleFormat::float32;
+
+    ArgumentReader arguments(argc, argv);
+    while (arguments.next()) {
+        const std::string& name = arguments.option();
+        if (name.empty()) {
+            return reportUsageError(kCommand, "unexpected argument " + quoted(arguments.text()) +
+                                                  " (the text goes after --text)");
+        }
+        if (name == "--help" || name == "-h") {
+            printEncodeHelp(stdout);
+            return kExitOk;
+        }
+        if (name == "--pcm16") {
+            format = audiofile::SampleFormat::pcm16;
+            continue;
+        }
+        if (name != "--text" && name != "--text-file" && name != "--frequency" && name != "-o" &&
+            name != "--output" && name != "--noise" && name != "--seed") {
+            reportError(kCommand, "unknown option " + quoted(arguments.text()));
+            printEncodeHelp(stderr);
+            return kExitUsage;
+        }
+        const std::optional<std::string> value = arguments.value();
+        if (!value) {
+            return reportUsageError(kCommand, arguments.error());
+        }
+        if (name == "--text") {
+            text = *value;
+        } else if (name == "--text-file") {
+            textFile = *value;
+        } else if (name == "-o" || name == "--output") {
+            output = *value;
+        } else if (name == "--frequency") {
+            const std::optional<double> hz = parseNumber(*value);
+            if (!hz) {
+                return reportUsageError(kCommand, "invalid --frequency " + quoted(*value) +
+                                                      ": expected a frequency in Hz");
+            }
+            frequency = *hz;
+        } else if (name == "--noise") {
+            const std::optional<double> rms = parseNumber(*value);
+            if (!rms || *rms < 0.0 || *rms > 1e6) {
+                return reportUsageError(kCommand, "invalid --noise " + quoted(*value) +
+                                                      ": expected an RMS level, 0 or more");
+            }
+            noiseRms = *rms;
+        } else {
+            const std::optional<long long> number = parseInteger(*value, 0, UINT32_MAX);
+            if (!number) {
+                return reportUsageError(kCommand, "invalid --seed " + quoted(*value) +
+                                                      ": expected an integer 0 .. 4294967295");
+            }
+            seed = static_cast<uint32_t>(*number);
+        }
+    }
+    if (output.empty()) {
+        return reportUsageError(kCommand, "no output file given (-o OUT.wav)");
+    }
+    if (text && !textFile.empty()) {
+        return reportUsageError(kCommand, "--text and --text-file cannot both be given");
+    }
+
+    if (!text) {
+        text.emplace();
+        if (!textFile.empty()) {
+            std::FILE* in = std::fopen(textFile.c_str(), "rb");
+            if (!in) {
+                return reportUsageError(kCommand, "cannot read " + quoted(textFile) + ": " +
+                                                      std::strerror(errno));
+            }
+            const bool ok = readText(in, kMaxTextBytes, *text);
+            const int error = errno;
+            std::fclose(in);
+            if (!ok) {
+                return reportUsageError(kCommand, "cannot read " + quoted(textFile) + ": " +
+                                                      std::strerror(error));
+            }
+        } else {
+            if (isatty(STDIN_FILENO)) {
+                std::fputs("tarn-psk31 encode: reading the text from the terminal; end it with "
+                           "Ctrl-D\n",
+                           stderr);
+            }
+            if (!readText(stdin, kMaxTextBytes, *text)) {
+                return reportUsageError(kCommand, std::string("cannot read standard input: ") +
+                                                      std::strerror(errno));
+            }
+        }
+    }
+
+    const int64_t symbols = countSymbols(*text);
+    if (symbols > kMaxSymbols) {
+        return reportUsageError(kCommand, "text too long to render: " +
+                                              (text->size() > kMaxTextBytes
+                                                   ? "more than " + std::to_string(kMaxTextBytes)
+                                                   : std::to_string(text->size())) +
+                                              " characters need more than " +
+                                              std::to_string(kMaxSymbols) + " symbols");
+    }
+
+    NullAudioPlatform platform(1);
+    std::unique_ptr<TarnData> engine = TarnData::create(platform);
+    engine->setFrequency(frequency);
+    try {
+        engine->renderString(std::string_view(*text));
+    } catch (const std::length_error&) {
+        return reportUsageError(kCommand, "text too long to render");
+    } catch (const std::bad_alloc&) {
+        return reportUsageError(kCommand, "not enough memory to render " + std::to_string(symbols) +
+                                              " symbols");
+    }
+    const float* rendered = engine->renderedAudio.load();
+    const int64_t count = engine->renderedAudioSize.load();
+
+    const float* samples = rendered;
+    std::vector<float> noisy;
+    if (noiseRms > 0.0) {
+        noisy.assign(rendered, rendered + count);
+        std::mt19937 generator(seed);
+        std::normal_distribution<double> noise(0.0, noiseRms);
+        for (float& sample : noisy) {
+            sample = static_cast<float>(sample + noise(generator));
+        }
+        samples = noisy.data();
+    }
+
+    if (auto error = audiofile::writeWavFile(output, samples, count, format)) {
+        return reportUsageError(kCommand, error->message);
+    }
+    return kExitOk;
+}
+
+} // namespace cli
