@@ -111,6 +111,18 @@ int reportUsageError(std::string_view command, std::string_view message) {
     return kExitUsage;
 }
 
+void warnIfFrequencyClamped(std::string_view command, double frequency) {
+    constexpr double kLowest = 500.0;
+    constexpr double kHighest = 2500.0;
+    if (frequency < kLowest || frequency > kHighest) {
+        char message[120];
+        std::snprintf(message, sizeof message,
+                      "warning: %g Hz is outside 500 .. 2500 Hz; tuning to %g Hz", frequency,
+                      frequency > kHighest ? kHighest : kLowest);
+        reportError(command, message);
+    }
+}
+
 std::string quoted(std::string_view value) {
     std::string result = "'";
     for (const char c : value) {

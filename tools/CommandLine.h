@@ -57,6 +57,9 @@ private:
 int reportUsageError(std::string_view command, std::string_view message);
 // The same line, without choosing an exit status.
 void reportError(std::string_view command, std::string_view message);
+// Warns on stderr when a carrier frequency lies outside what the engine
+// tunes to (500 .. 2500 Hz); the engine then uses the nearer limit.
+void warnIfFrequencyClamped(std::string_view command, double frequency);
 // Quotes a value for an error line: 'value'.
 std::string quoted(std::string_view value);
 

@@ -1,6 +1,7 @@
-// The commands of tarn-psk31, one source file each. To add a command, add
-// one line X(name, function, summary) to the list; the function has the
-// signature int function(int argc, char** argv), receives the arguments after
+// The commands of tarn-psk31, one source file each (tools/NameCommand.cpp,
+// picked up by the build). To add a command, add one line
+// X(name, function, summary) to the list below and define
+// int cli::function(int argc, char** argv): it receives the arguments after
 // the command word (argv[0] is the command name) and returns the exit status.
 #pragma once
 

@@ -42,6 +42,7 @@ OptionParse parseReceiveOption(ArgumentReader& arguments, DecodeOptions& options
             return invalid("a frequency in Hz");
         }
         options.frequency = *hz;
+        warnIfFrequencyClamped(command, *hz);
     } else if (name == "--afc") {
         const std::optional<bool> on = parseSwitch(*value);
         if (!on) {

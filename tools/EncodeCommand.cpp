@@ -121,6 +121,7 @@ int encodeCommand(int argc, char** argv) {
                                                       ": expected a frequency in Hz");
             }
             frequency = *hz;
+            warnIfFrequencyClamped(kCommand, *hz);
         } else if (name == "--noise") {
             const std::optional<double> rms = parseNumber(*value);
             if (!rms || *rms < 0.0 || *rms > 1e6) {
