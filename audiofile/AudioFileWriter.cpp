@@ -117,6 +117,13 @@ std::optional<AudioFileError> writeWavFile(const std::string& path, const float*
     if (count < 0 || (count > 0 && !samples)) {
         return writeError(path, "no samples given");
     }
+    // The RIFF sizes are 32-bit; the margin covers the header chunks.
+    const int64_t bytesPerSample = format == SampleFormat::float32 ? 4 : 2;
+    const int64_t maxSamples = (int64_t{0xFFFFFFFF} - 4096) / bytesPerSample;
+    if (count > maxSamples) {
+        return writeError(path, "the signal is too long for a WAV file (" + std::to_string(count) +
+                                    " samples, at most " + std::to_string(maxSamples) + ")");
+    }
     AtomicFile output;
     if (auto error = output.create(path)) {
         return error;
@@ -124,16 +131,12 @@ std::optional<AudioFileError> writeWavFile(const std::string& path, const float*
     SF_INFO info{};
     info.samplerate = kOutputRate;
     info.channels = 1;
-    // RF64 falls back to plain WAV whenever the data fits WAV's 4 GiB limit,
-    // which it does for anything short of hours of float audio.
     info.format =
-        SF_FORMAT_RF64 | (format == SampleFormat::float32 ? SF_FORMAT_FLOAT : SF_FORMAT_PCM_16);
+        SF_FORMAT_WAV | (format == SampleFormat::float32 ? SF_FORMAT_FLOAT : SF_FORMAT_PCM_16);
     SNDFILE* file = sf_open_fd(output.releaseDescriptor(), SFM_WRITE, &info, SF_TRUE);
     if (!file) {
         return writeError(path, sf_strerror(nullptr));
     }
-    sf_command(file, SFC_RF64_AUTO_DOWNGRADE, nullptr, SF_TRUE);
-    // Without clipping, libsndfile wraps values beyond full scale around.
     sf_command(file, SFC_SET_CLIPPING, nullptr, SF_TRUE);
 
     constexpr int64_t kPiece = 1 << 16;

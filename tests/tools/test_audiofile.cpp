@@ -1,0 +1,252 @@
+// The audio file module: conversion to 8000 Hz mono on reading, exact and
+// atomic WAV writing, and the reasons given for files that cannot be used.
+#include "AudioFile.h"
+
+#include <gtest/gtest.h>
+#include <sndfile.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+using audiofile::AudioFileError;
+
+namespace {
+
+class AudioFileTest : public testing::Test {
+protected:
+    void SetUp() override {
+        char pattern[] = "/tmp/tarn-audiofile-XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        directory = pattern;
+    }
+    void TearDown() override { fs::remove_all(directory); }
+
+    std::string path(const std::string& name) const { return (directory / name).string(); }
+
+    // Every file in the directory: a temporary file left behind shows here.
+    std::vector<std::string> listing() const {
+        std::vector<std::string> names;
+        for (const auto& entry : fs::directory_iterator(directory)) {
+            names.push_back(entry.path().filename().string());
+        }
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+    fs::path directory;
+};
+
+// A sine of `hz` at `rate`, amplitude `level`.
+std::vector<float> tone(double hz, int rate, int count, double level) {
+    std::vector<float> samples(count);
+    for (int n = 0; n < count; ++n) {
+        samples[n] = static_cast<float>(level * std::sin(2.0 * M_PI * hz * n / rate));
+    }
+    return samples;
+}
+
+// Amplitude of the component at `hz` in 8000 Hz samples (one DFT bin).
+double amplitudeAt(const std::vector<float>& samples, size_t first, size_t count, double hz) {
+    double re = 0.0;
+    double im = 0.0;
+    for (size_t n = first; n < first + count; ++n) {
+        const double angle = 2.0 * M_PI * hz * static_cast<double>(n) / 8000.0;
+        re += samples[n] * std::cos(angle);
+        im += samples[n] * std::sin(angle);
+    }
+    return 2.0 * std::hypot(re, im) / static_cast<double>(count);
+}
+
+void writeStereo(const std::string& path, int rate, const std::vector<float>& left,
+                 const std::vector<float>& right, int format) {
+    SF_INFO info{};
+    info.samplerate = rate;
+    info.channels = 2;
+    info.format = format;
+    SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
+    ASSERT_NE(file, nullptr) << sf_strerror(nullptr);
+    std::vector<float> frames;
+    for (size_t i = 0; i < left.size(); ++i) {
+        frames.push_back(left[i]);
+        frames.push_back(right[i]);
+    }
+    ASSERT_EQ(sf_writef_float(file, frames.data(), static_cast<sf_count_t>(left.size())),
+              static_cast<sf_count_t>(left.size()));
+    sf_close(file);
+}
+
+TEST_F(AudioFileTest, FloatWavRoundTripsExactly) {
+    std::vector<float> samples = tone(1500.0, 8000, 5000, 0.6);
+    samples[10] = 1.75f; // float WAV keeps values beyond full scale
+    samples[11] = -0.0f;
+    const std::string file = path("signal.wav");
+    ASSERT_FALSE(
+        audiofile::writeWavFile(file, samples.data(), 5000, audiofile::SampleFormat::float32));
+
+    SF_INFO info{};
+    SNDFILE* raw = sf_open(file.c_str(), SFM_READ, &info);
+    ASSERT_NE(raw, nullptr);
+    EXPECT_EQ(info.format, SF_FORMAT_WAV | SF_FORMAT_FLOAT);
+    EXPECT_EQ(info.samplerate, 8000);
+    EXPECT_EQ(info.channels, 1);
+    sf_close(raw);
+
+    auto read = audiofile::readAudioFile(file);
+    ASSERT_TRUE(read) << read.error().message;
+    ASSERT_EQ(read.value().size(), samples.size());
+    for (size_t i = 0; i < samples.size(); ++i) {
+        ASSERT_EQ(read.value()[i], samples[i]) << "sample " << i;
+    }
+    EXPECT_EQ(listing(), std::vector<std::string>{"signal.wav"});
+}
+
+TEST_F(AudioFileTest, Pcm16WavIsQuantisedAndClipped) {
+    std::vector<float> samples = tone(700.0, 8000, 800, 0.5);
+    samples[0] = 3.0f;
+    samples[1] = -3.0f;
+    const std::string file = path("pcm.wav");
+    ASSERT_FALSE(
+        audiofile::writeWavFile(file, samples.data(), 800, audiofile::SampleFormat::pcm16));
+    auto read = audiofile::readAudioFile(file);
+    ASSERT_TRUE(read) << read.error().message;
+    ASSERT_EQ(read.value().size(), 800u);
+    // Beyond full scale clips instead of wrapping around.
+    EXPECT_GT(read.value()[0], 0.999f);
+    EXPECT_LE(read.value()[1], -0.999f);
+    for (size_t i = 2; i < samples.size(); ++i) {
+        ASSERT_NEAR(read.value()[i], samples[i], 1.0 / 32768.0) << "sample " << i;
+    }
+}
+
+TEST_F(AudioFileTest, StereoAt44100IsResampledAndTheChosenChannelRead) {
+    constexpr int kFrames = 44100; // one second
+    const std::string file = path("stereo.wav");
+    writeStereo(file, 44100, tone(500.0, 44100, kFrames, 0.5), tone(1200.0, 44100, kFrames, 0.25),
+                SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+
+    auto left = audiofile::readAudioFile(file);
+    auto right = audiofile::readAudioFile(file, 2);
+    ASSERT_TRUE(left) << left.error().message;
+    ASSERT_TRUE(right) << right.error().message;
+    for (auto* samples : {&left.value(), &right.value()}) {
+        EXPECT_NEAR(static_cast<double>(samples->size()), 8000.0, 2.0);
+    }
+    // Away from the edges the converted tones keep their level, and each
+    // channel holds only its own tone.
+    EXPECT_NEAR(amplitudeAt(left.value(), 2000, 4000, 500.0), 0.5, 0.001);
+    EXPECT_NEAR(amplitudeAt(left.value(), 2000, 4000, 1200.0), 0.0, 0.001);
+    EXPECT_NEAR(amplitudeAt(right.value(), 2000, 4000, 1200.0), 0.25, 0.001);
+    EXPECT_NEAR(amplitudeAt(right.value(), 2000, 4000, 500.0), 0.0, 0.001);
+}
+
+TEST_F(AudioFileTest, PiecewiseReadingMatchesWholeReadingAndReportsProgress) {
+    const std::string file = path("long.flac");
+    writeStereo(file, 22050, tone(900.0, 22050, 60000, 0.4), tone(300.0, 22050, 60000, 0.4),
+                SF_FORMAT_FLAC | SF_FORMAT_PCM_16);
+    std::vector<double> fractions;
+    auto whole = audiofile::readAudioFile(file, 1, [&](double f) { fractions.push_back(f); });
+    ASSERT_TRUE(whole) << whole.error().message;
+    ASSERT_FALSE(fractions.empty());
+    EXPECT_TRUE(std::is_sorted(fractions.begin(), fractions.end()));
+    EXPECT_EQ(fractions.back(), 1.0);
+
+    for (const int64_t piece : {1, 7, 2000, 100000}) {
+        auto opened = audiofile::AudioFileReader::open(file);
+        ASSERT_TRUE(opened) << opened.error().message;
+        auto& reader = *opened.value();
+        EXPECT_EQ(reader.sourceRate(), 22050);
+        EXPECT_EQ(reader.sourceChannels(), 2);
+        std::vector<float> pieces;
+        std::vector<float> buffer(static_cast<size_t>(piece));
+        for (;;) {
+            auto got = reader.read(buffer.data(), piece);
+            ASSERT_TRUE(got);
+            if (got.value() == 0) {
+                break;
+            }
+            pieces.insert(pieces.end(), buffer.begin(), buffer.begin() + got.value());
+        }
+        EXPECT_EQ(pieces, whole.value()) << "pieces of " << piece;
+        EXPECT_EQ(reader.progress(), 1.0);
+    }
+}
+
+TEST_F(AudioFileTest, UnusableFilesAreRefusedWithTheirReason) {
+    std::ofstream(path("empty.wav")).flush();
+    std::ofstream(path("text.wav")) << "this is not a sound file, only words\n";
+    const float one = 0.5f;
+    ASSERT_FALSE(
+        audiofile::writeWavFile(path("mono.wav"), &one, 1, audiofile::SampleFormat::float32));
+    ASSERT_FALSE(
+        audiofile::writeWavFile(path("nothing.wav"), nullptr, 0, audiofile::SampleFormat::float32));
+
+    struct Case {
+        std::string file;
+        int channel;
+        AudioFileError::Kind kind;
+        std::string words;
+    };
+    const std::vector<Case> cases = {
+        {"absent.wav", 1, AudioFileError::Kind::missing, "no such file"},
+        {"", 1, AudioFileError::Kind::unreadable, "directory"},
+        {"empty.wav", 1, AudioFileError::Kind::empty, "empty"},
+        {"nothing.wav", 1, AudioFileError::Kind::empty, "no audio samples"},
+        {"text.wav", 1, AudioFileError::Kind::notAudio, "not a readable audio file"},
+        {"mono.wav", 2, AudioFileError::Kind::badChannel, "has 1 channel"},
+        {"mono.wav", 0, AudioFileError::Kind::badChannel, "channel 0"},
+    };
+    for (const Case& c : cases) {
+        auto read = audiofile::readAudioFile(path(c.file), c.channel);
+        ASSERT_FALSE(read) << c.file;
+        EXPECT_EQ(read.error().kind, c.kind) << c.file;
+        EXPECT_NE(read.error().message.find(c.words), std::string::npos) << read.error().message;
+        EXPECT_NE(read.error().message.find(path(c.file)), std::string::npos)
+            << read.error().message;
+    }
+    if (geteuid() != 0) { // root reads whatever the mode says
+        fs::permissions(path("mono.wav"), fs::perms::none);
+        auto read = audiofile::readAudioFile(path("mono.wav"));
+        ASSERT_FALSE(read);
+        EXPECT_EQ(read.error().kind, AudioFileError::Kind::unreadable);
+    }
+}
+
+TEST_F(AudioFileTest, FailedWriteLeavesNoFileAndKeepsTheOldOne) {
+    const float samples[3] = {0.1f, 0.2f, 0.3f};
+    // Into a directory that does not exist.
+    auto error = audiofile::writeWavFile(path("absent/out.wav"), samples, 3,
+                                         audiofile::SampleFormat::float32);
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->kind, AudioFileError::Kind::unwritable);
+    EXPECT_NE(error->message.find("absent/out.wav"), std::string::npos);
+
+    // Over a directory: the rename fails after the data was written.
+    fs::create_directory(path("taken.wav"));
+    EXPECT_TRUE(
+        audiofile::writeWavFile(path("taken.wav"), samples, 3, audiofile::SampleFormat::float32));
+    EXPECT_EQ(listing(), std::vector<std::string>{"taken.wav"});
+
+    // A successful write replaces an existing file whole.
+    std::ofstream(path("old.wav")) << "old contents";
+    ASSERT_FALSE(
+        audiofile::writeWavFile(path("old.wav"), samples, 3, audiofile::SampleFormat::float32));
+    auto read = audiofile::readAudioFile(path("old.wav"));
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read.value(), std::vector<float>(samples, samples + 3));
+    EXPECT_EQ(listing(), (std::vector<std::string>{"old.wav", "taken.wav"}));
+}
+
+TEST_F(AudioFileTest, UncommittedAtomicFileDisappears) {
+    {
+        audiofile::AtomicFile file;
+        ASSERT_FALSE(file.create(path("trace.csv")));
+        ASSERT_EQ(write(file.fd(), "x", 1), 1);
+        EXPECT_EQ(listing().size(), 1u);
+    }
+    EXPECT_TRUE(listing().empty());
+}
+
+} // namespace
