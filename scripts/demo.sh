@@ -1,0 +1,34 @@
+#!/usr/bin/env bash
+# A short demonstration of the station without a radio: installs what is
+# missing, builds tarn-psk31, renders a short QSO as PSK31 audio, buries it in
+# receiver noise, and decodes it back to text.
+#
+# Usage: scripts/demo.sh [NOISE_RMS]   (default 0.15; the carrier peaks at 0.6)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+noise="${1:-0.15}"
+frequency=1200
+
+scripts/install-deps.sh
+echo "== Building tarn-psk31 (release)" >&2
+cmake --preset release >/dev/null
+cmake --build --preset release --target tarn-psk31 >/dev/null
+tool=build/release/tools/tarn-psk31
+
+work="$(mktemp -d)"
+trap 'rm -rf "$work"' EXIT
+
+qso="CQ CQ CQ DE N0CALL N0CALL PSE K
+N0CALL DE W1AW GM OM TNX FER CALL UR RST 599 NAME JOE QTH BOSTON HW? N0CALL DE W1AW K
+"
+
+echo "== Sending at $frequency Hz with noise of RMS $noise:" >&2
+printf '%s' "$qso" >&2
+printf '%s' "$qso" | "$tool" encode --frequency "$frequency" --noise "$noise" -o "$work/qso.wav"
+seconds=$(( $(stat -c %s "$work/qso.wav") / 32000 ))
+echo "== Recorded $work/qso.wav (about $seconds s of 8000 Hz audio)" >&2
+
+echo "== Received:" >&2
+"$tool" decode "$work/qso.wav" --frequency "$frequency"
+echo
