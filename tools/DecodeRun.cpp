@@ -1,6 +1,7 @@
 #include "DecodeRun.h"
 
 #include "AudioFile.h"
+#include "Interrupt.h"
 #include "Progress.h"
 
 #include <cmath>
@@ -87,6 +88,9 @@ DecodeSession::DecodeSession(const DecodeOptions& decodeOptions, AudioPlatform* 
         platform = ownPlatform.get();
     }
     tarn = TarnData::create(*platform);
+    if (!tarn) {
+        return;
+    }
     tarn->setFrequency(options.frequency);
     tarn->setAutomaticFrequencyControl(options.afc);
     if (options.squelch) {
@@ -102,6 +106,9 @@ const char* DecodeSession::traceHeader() {
 }
 
 bool DecodeSession::processBlock(const float* samples, int32_t count) {
+    if (!tarn) {
+        return false;
+    }
     if (options.retuneAt && !retuned &&
         static_cast<double>(sampleIndex) >= *options.retuneAt * tarn::kSampleRate) {
         tarn->setFrequency(options.frequency);
@@ -174,24 +181,35 @@ int runDecode(const DecodeOptions& options, std::string_view command, const Deco
 
     audiofile::AtomicFile traceFile;
     std::FILE* trace = nullptr;
-    if (!options.tracePath.empty()) {
-        if (auto error = traceFile.create(options.tracePath)) {
-            return reportUsageError(command, error->message);
-        }
-        trace = fdopen(traceFile.releaseDescriptor(), "w");
-        if (!trace || std::fprintf(trace, "%s\n", DecodeSession::traceHeader()) < 0) {
-            return reportUsageError(command, "cannot write " + quoted(options.tracePath) + ": " +
-                                                 std::strerror(errno));
-        }
-    }
     auto closeTrace = [&] {
         if (trace) {
             std::fclose(trace);
             trace = nullptr;
         }
     };
+    if (!options.tracePath.empty()) {
+        if (auto error = traceFile.create(options.tracePath)) {
+            return reportUsageError(command, error->message);
+        }
+        trace = fdopen(traceFile.fd(), "w");
+        if (trace) {
+            traceFile.releaseDescriptor(); // now closed by fclose
+        }
+        if (!trace || std::fprintf(trace, "%s\n", DecodeSession::traceHeader()) < 0) {
+            const int error = errno;
+            closeTrace();
+            return reportUsageError(command, "cannot write " + quoted(options.tracePath) + ": " +
+                                                 std::strerror(error));
+        }
+    }
 
     DecodeSession session(options, nullptr, hooks.text, trace);
+    if (!session.ready()) {
+        closeTrace();
+        reportError(command, "the receiver could not be started");
+        return kExitFailure;
+    }
+    const InterruptGuard interruptGuard;
     ProgressLine progress("decoding " + options.input, reader.expectedSamples());
     std::vector<float> block(tarn::kInputBlockSamples);
     for (;;) {
@@ -226,6 +244,12 @@ int runDecode(const DecodeOptions& options, std::string_view command, const Deco
         }
         if (filled < tarn::kInputBlockSamples) {
             break;
+        }
+        if (const int signal = InterruptGuard::received()) {
+            // Stopped by the user: the unfinished trace is removed.
+            progress.finish();
+            closeTrace();
+            return 128 + signal;
         }
     }
     progress.finish();

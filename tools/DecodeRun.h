@@ -72,6 +72,9 @@ public:
                   std::FILE* text = nullptr, std::FILE* trace = nullptr);
     ~DecodeSession();
 
+    // False when the engine could not be built (nothing can be processed).
+    bool ready() const { return tarn != nullptr; }
+
     // Feeds one block (count 1 .. 2000) with all per-block steps. Returns
     // false when writing the text or the trace failed.
     bool processBlock(const float* samples, int32_t count);
@@ -106,7 +109,8 @@ struct DecodeHooks {
 
 // The whole decode of options.input: opens the recording and the trace,
 // runs every block, reports progress on a terminal. Bad input is reported on
-// stderr as "tarn-psk31 COMMAND: ..."; returns the exit status.
+// stderr as "tarn-psk31 COMMAND: ..."; returns the exit status (128 + the
+// signal number when Ctrl-C or another stop signal ended the run).
 int runDecode(const DecodeOptions& options, std::string_view command,
               const DecodeHooks& hooks = {});
 

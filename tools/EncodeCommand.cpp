@@ -185,6 +185,10 @@ int encodeCommand(int argc, char** argv) {
 
     NullAudioPlatform platform(1);
     std::unique_ptr<TarnData> engine = TarnData::create(platform);
+    if (!engine) {
+        reportError(kCommand, "the transmitter could not be started");
+        return kExitFailure;
+    }
     engine->setFrequency(frequency);
     try {
         engine->renderString(std::string_view(*text));
