@@ -93,6 +93,9 @@ enum class SampleFormat {
     pcm16,   // 16-bit integers; values beyond -1.0 .. 1.0 are clipped
 };
 
+// The most samples one WAV file holds in `format` (its sizes are 32-bit).
+int64_t maxWavSamples(SampleFormat format);
+
 // Writes mono 8000 Hz WAV. The file appears complete or not at all: the data
 // goes to a temporary file beside `path`, which is renamed over it at the
 // end; on any failure the temporary file is removed and `path` is untouched.

@@ -112,14 +112,18 @@ void AtomicFile::discard() {
     }
 }
 
+int64_t maxWavSamples(SampleFormat format) {
+    // The RIFF sizes are 32-bit; the margin covers the header chunks.
+    const int64_t bytesPerSample = format == SampleFormat::float32 ? 4 : 2;
+    return (int64_t{0xFFFFFFFF} - 4096) / bytesPerSample;
+}
+
 std::optional<AudioFileError> writeWavFile(const std::string& path, const float* samples,
                                            int64_t count, SampleFormat format) {
     if (count < 0 || (count > 0 && !samples)) {
         return writeError(path, "no samples given");
     }
-    // The RIFF sizes are 32-bit; the margin covers the header chunks.
-    const int64_t bytesPerSample = format == SampleFormat::float32 ? 4 : 2;
-    const int64_t maxSamples = (int64_t{0xFFFFFFFF} - 4096) / bytesPerSample;
+    const int64_t maxSamples = maxWavSamples(format);
     if (count > maxSamples) {
         return writeError(path, "the signal is too long for a WAV file (" + std::to_string(count) +
                                     " samples, at most " + std::to_string(maxSamples) + ")");

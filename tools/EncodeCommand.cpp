@@ -183,6 +183,14 @@ int encodeCommand(int argc, char** argv) {
                                               std::to_string(kMaxSymbols) + " symbols");
     }
 
+    const int64_t sampleCount = symbols * kSamplesPerSymbol;
+    if (sampleCount > audiofile::maxWavSamples(format)) {
+        return reportUsageError(kCommand,
+                                "text too long for one WAV file: " + std::to_string(symbols) +
+                                    " symbols make " + std::to_string(sampleCount / 8000 / 60) +
+                                    " minutes of audio");
+    }
+
     NullAudioPlatform platform(1);
     std::unique_ptr<TarnData> engine = TarnData::create(platform);
     if (!engine) {
