@@ -185,10 +185,11 @@ int encodeCommand(int argc, char** argv) {
 
     const int64_t sampleCount = symbols * kSamplesPerSymbol;
     if (sampleCount > audiofile::maxWavSamples(format)) {
-        return reportUsageError(kCommand,
-                                "text too long for one WAV file: " + std::to_string(symbols) +
-                                    " symbols make " + std::to_string(sampleCount / 8000 / 60) +
-                                    " minutes of audio");
+        return reportUsageError(
+            kCommand, "text too long for one WAV file: " + std::to_string(symbols) +
+                          " symbols make " + std::to_string(sampleCount / 8000 / 60) +
+                          " minutes of audio, more than one WAV file holds (" +
+                          std::to_string(audiofile::maxWavSamples(format) / 8000 / 60) + ")");
     }
 
     NullAudioPlatform platform(1);
