@@ -1,0 +1,2 @@
+// Macros and text entry.
+#include "TarnViewController.h"
