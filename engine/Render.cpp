@@ -1,5 +1,86 @@
-// PSK31 waveform rendering of a whole message.
+// PSK31 rendering of a whole message into one block of 8000 Hz float
+// samples: 256 samples per symbol at the tuned carrier (amplitude 0.5), the
+// phase inverted for a '0' symbol and kept for a '1', with a sin² envelope
+// through zero around every reversal. Runs on the sending thread while the
+// output is stopped.
 #include "TarnData.h"
 
-void TarnData::renderString(std::u16string_view) {}
-void TarnData::renderString(std::string_view) {}
+#include "varicode.h"
+
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <stdexcept>
+#include <string>
+
+namespace {
+
+constexpr int32_t kSamplesPerSymbol = 256;
+constexpr int32_t kHalfSymbol = 128;
+constexpr int32_t kIdleSymbols = 8;                // idle reversals before and after the text
+constexpr double kShapeStep = 0.01227184630308513; // π/256: the envelope's phase per sample
+constexpr double kAmplitude = 0.5;
+// Offset inside the envelope: the shaped stretches carry a small positive
+// envelope-shaped offset. Part of the transmitted waveform as it has always
+// been sent.
+constexpr double kOffset = 0.1;
+
+// Renders `symbols` ('0' = reversal, '1' = none) into a new block stored in
+// the engine. The carrier's phase is the sample number from the start of the
+// message, so it runs on across symbols and every message starts at phase 0.
+void renderSymbols(TarnData& engine, const std::string& symbols) {
+    // The sample count is a 32-bit signed value; refuse before allocating.
+    if (symbols.size() >
+        static_cast<size_t>(std::numeric_limits<int32_t>::max() / kSamplesPerSymbol)) {
+        throw std::length_error("rendered message would exceed 2^31 - 1 samples");
+    }
+    const int32_t count = static_cast<int32_t>(symbols.size());
+    const int32_t sampleCount = count * kSamplesPerSymbol;
+    float* block = new float[static_cast<size_t>(sampleCount)];
+    // The previous block is never released: the output render thread may
+    // still be reading it, and nothing tells this thread when it has let go.
+    engine.renderedAudio.store(block, std::memory_order_relaxed);
+    engine.renderedAudioIndex.store(0, std::memory_order_relaxed);
+    engine.renderedAudioSize.store(sampleCount, std::memory_order_relaxed);
+    if (count == 0) {
+        return;
+    }
+
+    double sign = 1.0;
+    bool shapeFirstHalf = true;
+    for (int32_t i = 0; i < count; ++i) {
+        // The second half falls to zero before a reversal, and always at the
+        // start and end of the message.
+        const bool shapeSecondHalf =
+            (i == 0 || i == count - 1) ? true : symbols[static_cast<size_t>(i) + 1] == '0';
+        if (symbols[static_cast<size_t>(i)] == '0') {
+            sign = -sign;
+        }
+        for (int32_t k = 0; k < kSamplesPerSymbol; ++k) {
+            const int32_t n = i * kSamplesPerSymbol + k;
+            double envelope = 1.0;
+            if ((k < kHalfSymbol && shapeFirstHalf) || (k >= kHalfSymbol && shapeSecondHalf)) {
+                const double s = std::sin(k * kShapeStep);
+                envelope = s * s;
+            }
+            // Read for every sample: the tuned frequency as it stands.
+            const double f = engine.frequency();
+            block[n] = static_cast<float>(
+                envelope *
+                (sign * std::sin(n * (f * tarn::kTwoPi) / tarn::kSampleRate) * kAmplitude +
+                 kOffset));
+        }
+        shapeFirstHalf = shapeSecondHalf;
+    }
+}
+
+} // namespace
+
+void TarnData::renderString(std::u16string_view text) {
+    renderSymbols(*this, varicodeParser->renderVaricodeString(kIdleSymbols, text, kIdleSymbols));
+}
+
+// One character code per byte, the byte taken as unsigned (0 .. 255).
+void TarnData::renderString(std::string_view text) {
+    renderSymbols(*this, varicodeParser->renderVaricodeString(kIdleSymbols, text, kIdleSymbols));
+}

@@ -79,6 +79,10 @@ public:
                              const float* coefficients, int32_t taps);
     static const float firstStageCoefficients[tarn::kFilterTaps];
     static const float secondStageCoefficients[tarn::kFilterTaps];
+    // Kept and filled by initFilters, read by no filter: a unit-sum smoothing
+    // kernel and eight rows of one 16-sample carrier period.
+    static float smoothingCoefficients[tarn::kFilterTaps];
+    static float symbolPhaseReference[8][16];
 
     // ---- Demodulator -----------------------------------------------------
     void processInputIQBuffer();
