@@ -1,0 +1,208 @@
+// The settings screen against a real store file: what it shows when it opens,
+// what it writes when the operator finishes, the device choosers, the web link
+// and the keyboard handling on a phone.
+#include "SettingsDelegate.h"
+#include "SettingsStore.h"
+#include "SettingsViewController.h"
+
+#include <QCheckBox>
+#include <QComboBox>
+#include <QDesktopServices>
+#include <QLineEdit>
+#include <QScrollArea>
+#include <QScrollBar>
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QUrl>
+
+namespace {
+
+class RecordingDelegate : public SettingsDelegate {
+public:
+    void settingsFinished() override { ++calls; }
+    int calls = 0;
+};
+
+// Receives the URLs the screen asks the desktop to open.
+class UrlCatcher : public QObject {
+    Q_OBJECT
+public:
+    QList<QUrl> urls;
+public slots:
+    void open(const QUrl& url) { urls.append(url); }
+};
+
+const AudioDeviceNames someDevices{{"USB Audio CODEC", "pulse"},
+                                   {"USB Audio CODEC", "pulse", "HDMI"}};
+
+QString key(const char* prefix, int n, const char* suffix) {
+    return QStringLiteral("%1%2%3").arg(QLatin1String(prefix)).arg(n).arg(QLatin1String(suffix));
+}
+
+} // namespace
+
+class TestSettingsScreen : public QObject {
+    Q_OBJECT
+
+    QTemporaryDir dir;
+    QString storePath() const { return dir.filePath(QStringLiteral("settings.ini")); }
+
+private slots:
+    void init() { QFile::remove(storePath()); }
+
+    void opensWithStoredValuesAndRewritesEveryKeyUnchanged() {
+        {
+            SettingsStore store(storePath());
+            store.setObject(QStringLiteral("AB1CD"), QStringLiteral("callsign"));
+            for (int n = 1; n <= 10; ++n) {
+                store.setObject(QStringLiteral("T%1").arg(n), key("b", n, "Name"));
+                store.setObject(QStringLiteral("text \\C %1\\n").arg(n), key("b", n, "Text"));
+            }
+            store.setBool(true, QStringLiteral("forceOutputToSpeaker"));
+            store.synchronize();
+        }
+        SettingsStore store(storePath());
+        RecordingDelegate delegate;
+        SettingsViewController screen(store, someDevices, true);
+        screen.setDelegate(&delegate);
+
+        QCOMPARE(screen.callsign()->text(), QStringLiteral("AB1CD"));
+        QCOMPARE(screen.location()->text(), QString());
+        QCOMPARE(screen.macroName(7)->text(), QStringLiteral("T7"));
+        QCOMPARE(screen.macroText(10)->text(), QStringLiteral("text \\C 10\\n"));
+        QVERIFY(screen.forceOutputToSpeaker()->isChecked());
+        QCOMPARE(screen.radioInputDevice()->currentText(),
+                 SettingsViewController::systemDefaultDevice);
+
+        screen.finishedPressed();
+        QCOMPARE(delegate.calls, 1);
+
+        // Read back through a second store on the same file, as after a restart.
+        SettingsStore reopened(storePath());
+        QCOMPARE(reopened.stringForKey(QStringLiteral("callsign")), QStringLiteral("AB1CD"));
+        // Absent before, now present as the empty text.
+        QCOMPARE(reopened.stringForKey(QStringLiteral("location")), QString());
+        for (int n = 1; n <= 10; ++n) {
+            QCOMPARE(reopened.stringForKey(key("b", n, "Name")), QStringLiteral("T%1").arg(n));
+            QCOMPARE(reopened.stringForKey(key("b", n, "Text")),
+                     QStringLiteral("text \\C %1\\n").arg(n));
+        }
+        QVERIFY(reopened.boolForKey(QStringLiteral("forceOutputToSpeaker")));
+        QCOMPARE(reopened.stringForKey(QStringLiteral("radioInputDevice")), QString());
+        QCOMPARE(reopened.stringForKey(QStringLiteral("radioOutputDevice")), QString());
+    }
+
+    void editsAreStoredAsTypedAndAnEmptiedTitleStaysEmpty() {
+        {
+            SettingsStore store(storePath());
+            store.setObject(QStringLiteral("CQ"), QStringLiteral("b1Name"));
+            store.setBool(true, QStringLiteral("forceOutputToSpeaker"));
+            SettingsViewController screen(store, someDevices, true);
+            screen.macroName(1)->clear();
+            QTest::keyClicks(screen.callsign(), QStringLiteral("  w1aw "));
+            screen.location()->insert(QStringLiteral("Fjällbacka"));
+            screen.macroText(3)->setText(QStringLiteral("\\\\X"));
+            screen.forceOutputToSpeaker()->setChecked(false);
+            screen.finishedPressed(); // no delegate: stores all the same
+        }
+        SettingsStore reopened(storePath());
+        QCOMPARE(reopened.stringForKey(QStringLiteral("b1Name")), QString());
+        QCOMPARE(reopened.stringForKey(QStringLiteral("callsign")), QStringLiteral("  w1aw "));
+        QCOMPARE(reopened.stringForKey(QStringLiteral("location")), QStringLiteral("Fjällbacka"));
+        QCOMPARE(reopened.stringForKey(QStringLiteral("b3Text")), QStringLiteral("\\\\X"));
+        QVERIFY(!reopened.boolForKey(QStringLiteral("forceOutputToSpeaker")));
+
+        SettingsViewController screen(reopened, someDevices, true);
+        QCOMPARE(screen.macroName(1)->text(), QString());
+    }
+
+    void deviceChoosersListDevicesAndKeepAnUnpluggedChoice() {
+        SettingsStore store(storePath());
+        store.setObject(QStringLiteral("Old Interface"), QStringLiteral("radioInputDevice"));
+        store.setObject(SettingsViewController::systemDefaultDevice,
+                        QStringLiteral("radioOutputDevice"));
+        SettingsViewController screen(store, someDevices, true);
+
+        QComboBox* input = screen.radioInputDevice();
+        QComboBox* output = screen.radioOutputDevice();
+        QCOMPARE(input->itemText(0), SettingsViewController::systemDefaultDevice);
+        QCOMPARE(input->count(), 4); // default, two devices, the unplugged one
+        QVERIFY(input->currentText().startsWith(QStringLiteral("Old Interface")));
+        QCOMPARE(output->count(), 4);
+        QCOMPARE(output->currentIndex(), 0);
+
+        output->setCurrentText(QStringLiteral("HDMI"));
+        screen.finishedPressed();
+        QCOMPARE(store.stringForKey(QStringLiteral("radioInputDevice")),
+                 QStringLiteral("Old Interface"));
+        QCOMPARE(store.stringForKey(QStringLiteral("radioOutputDevice")), QStringLiteral("HDMI"));
+    }
+
+    void escapeDoesNotLeaveAndClosingTheWindowSaves() {
+        SettingsStore store(storePath());
+        RecordingDelegate delegate;
+        SettingsViewController screen(store, {}, true);
+        screen.setDelegate(&delegate);
+        screen.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&screen));
+        screen.callsign()->setText(QStringLiteral("K1ABC"));
+        QTest::keyClick(&screen, Qt::Key_Escape);
+        QVERIFY(screen.isVisible());
+        QCOMPARE(delegate.calls, 0);
+
+        screen.close();
+        QCOMPARE(delegate.calls, 1);
+        QCOMPARE(store.stringForKey(QStringLiteral("callsign")), QStringLiteral("K1ABC"));
+    }
+
+    void webLinkOpensTheHomePage() {
+        SettingsStore store(storePath());
+        SettingsViewController screen(store, {}, true);
+        UrlCatcher catcher;
+        QDesktopServices::setUrlHandler(QStringLiteral("https"), &catcher, "open");
+        screen.weblinkPressed();
+        QDesktopServices::unsetUrlHandler(QStringLiteral("https"));
+        QCOMPARE(catcher.urls.size(), 1);
+        QCOMPARE(catcher.urls.first().host(), QStringLiteral("tarn-psk31.example.org"));
+    }
+
+    void phoneKeyboardLiftsALowFieldAndLeavesAHighOne() {
+        SettingsStore store(storePath());
+        SettingsViewController screen(store, {}, false);
+        screen.resize(480, 320);
+        screen.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&screen));
+        QScrollBar* bar = screen.scrollView()->verticalScrollBar();
+
+        // A field near the top: its offset would be negative, nothing scrolls.
+        screen.callsign()->setFocus();
+        QTRY_COMPARE(screen.activeField(), screen.callsign());
+        bar->setValue(0);
+        screen.keyboardWasShown(200);
+        QTest::qWait(400);
+        QCOMPARE(bar->value(), 0);
+        screen.keyboardWillBeHidden();
+
+        // The last macro text, far down: scrolled to its top less the keyboard.
+        QLineEdit* low = screen.macroText(10);
+        low->setFocus();
+        QTRY_COMPARE(screen.activeField(), low);
+        bar->setValue(0);
+        const int fieldTop = low->mapTo(screen.scrollView()->widget(), QPoint(0, 0)).y();
+        const int expected = fieldTop - 200 + screen.scrollView()->geometry().y();
+        QVERIFY(expected > 0);
+        screen.keyboardWasShown(200);
+        QTRY_COMPARE(bar->value(), expected);
+
+        // The room below goes with the keyboard; the position stays.
+        screen.keyboardWillBeHidden();
+        QCOMPARE(bar->value(), expected);
+
+        screen.closeKeyboard();
+        QTRY_VERIFY(screen.activeField() == nullptr);
+    }
+};
+
+QTEST_MAIN(TestSettingsScreen)
+#include "test_settings_screen.moc"
