@@ -20,6 +20,7 @@
 // and spectrumLevel.
 #pragma once
 
+#include "SettingsDelegate.h"
 #include "TarnData.h"
 
 #include <QMainWindow>
@@ -53,7 +54,7 @@ class TarnViewController;
 // the default output route.
 enum class FormFactor { phone = 0, tablet = 1 };
 
-class TarnViewController : public QMainWindow {
+class TarnViewController : public QMainWindow, public SettingsDelegate {
     Q_OBJECT
 
 public:
@@ -165,7 +166,7 @@ public slots:
     // (Macros.cpp: creates the dialog, stores it in settingsDialog, shows it).
     void segueToConfig();
     // The settings screen is done: close it and apply the settings.
-    void settingsFinished();
+    void settingsFinished() override;
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
