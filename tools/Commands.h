@@ -7,7 +7,8 @@
 
 #define TARN_PSK31_COMMANDS(X)                                                                     \
     X("decode", decodeCommand, "decode a recording to text on standard output")                    \
-    X("encode", encodeCommand, "render text as a PSK31 recording (WAV)")
+    X("encode", encodeCommand, "render text as a PSK31 recording (WAV)")                           \
+    X("spectrum", spectrumCommand, "draw a recording's waterfall as a PNG picture")
 
 namespace cli {
 #define TARN_PSK31_DECLARE_COMMAND(name, function, summary) int function(int argc, char** argv);
