@@ -1,2 +1,240 @@
-// Macros and text entry.
+// Macros and text entry: the ten macro buttons, the two expansion passes over
+// backslash escapes, sending the input field, the TX indicator, and the way to
+// the settings screen and back.
+//
+// Escapes are a backslash and one character, matched case-sensitively. A
+// macro button's pass (processMacro) expands only \S (the QSO field) and a
+// doubled backslash (to one) and acts on \X (send now); the pass before every send
+// (processMacroBeforeOutput) expands \C (call sign), \L (location), \S, \n
+// (line feed) and \\. Anything else, and a backslash at the very end, is kept
+// as it stands. Because the first pass turns \\ into one backslash, the second
+// pass reads that backslash as the start of an escape: "\\n" from a macro
+// ends up as a line feed.
+//
+// Texts reach the engine as UTF-16 code units; the transmitter keeps the low
+// 8 bits of each. Characters that pass through appendCharToInputString are cut
+// to their low 8 bits and dropped unless ASCII, while the expansions of \C, \L
+// and \S go in whole.
 #include "TarnViewController.h"
+
+#include "AudioDeviceList.h"
+#include "SettingsStore.h"
+#include "SettingsViewController.h"
+
+#include <QCheckBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPlainTextEdit>
+#include <QScrollBar>
+#include <QTimer>
+
+#include <optional>
+#include <string_view>
+
+namespace {
+
+constexpr char16_t kBackslash = u'\\';
+
+// How often the TX indicator looks at the engine while a message plays (ms).
+constexpr int kTxIndicatorPollInterval = 100;
+
+std::u16string_view utf16View(const QString& text) {
+    return {reinterpret_cast<const char16_t*>(text.utf16()), static_cast<size_t>(text.size())};
+}
+
+} // namespace
+
+void TarnViewController::m1ButtonPressed() {
+    processMacro(store.stringForKey(QStringLiteral("b1Text")).value_or(QString()));
+}
+void TarnViewController::m2ButtonPressed() {
+    processMacro(store.stringForKey(QStringLiteral("b2Text")).value_or(QString()));
+}
+void TarnViewController::m3ButtonPressed() {
+    processMacro(store.stringForKey(QStringLiteral("b3Text")).value_or(QString()));
+}
+void TarnViewController::m4ButtonPressed() {
+    processMacro(store.stringForKey(QStringLiteral("b4Text")).value_or(QString()));
+}
+void TarnViewController::m5ButtonPressed() {
+    processMacro(store.stringForKey(QStringLiteral("b5Text")).value_or(QString()));
+}
+void TarnViewController::m6ButtonPressed() {
+    processMacro(store.stringForKey(QStringLiteral("b6Text")).value_or(QString()));
+}
+void TarnViewController::m7ButtonPressed() {
+    processMacro(store.stringForKey(QStringLiteral("b7Text")).value_or(QString()));
+}
+void TarnViewController::m8ButtonPressed() {
+    processMacro(store.stringForKey(QStringLiteral("b8Text")).value_or(QString()));
+}
+void TarnViewController::m9ButtonPressed() {
+    processMacro(store.stringForKey(QStringLiteral("b9Text")).value_or(QString()));
+}
+void TarnViewController::m10ButtonPressed() {
+    processMacro(store.stringForKey(QStringLiteral("b10Text")).value_or(QString()));
+}
+
+void TarnViewController::processMacro(const QString& macroText) {
+    const qsizetype length = macroText.size();
+    for (qsizetype i = 0; i < length; ++i) {
+        const char16_t c = macroText[i].unicode();
+        if (c != kBackslash || i == length - 1) {
+            appendCharToInputString(c);
+            continue;
+        }
+        const char16_t escape = macroText[++i].unicode();
+        switch (escape) {
+        case u'S': {
+            const QString qso = qsoInput()->text();
+            appendStringToInputString(&qso);
+            break;
+        }
+        case kBackslash:
+            appendCharToInputString(kBackslash);
+            break;
+        case u'X':
+            // The rest of the macro is dropped.
+            processTextInput();
+            return;
+        default:
+            // \C, \L and \n wait for the pass before sending.
+            appendCharToInputString(kBackslash);
+            appendCharToInputString(escape);
+            break;
+        }
+    }
+}
+
+void TarnViewController::processMacroBeforeOutput() {
+    const QString text = textInput()->text();
+    textInput()->clear();
+    const qsizetype length = text.size();
+    for (qsizetype i = 0; i < length; ++i) {
+        const char16_t c = text[i].unicode();
+        if (c != kBackslash || i == length - 1) {
+            appendCharToInputString(c);
+            continue;
+        }
+        const char16_t escape = text[++i].unicode();
+        switch (escape) {
+        case u'C':
+        case u'L': {
+            const std::optional<QString> value = store.stringForKey(
+                escape == u'C' ? QStringLiteral("callsign") : QStringLiteral("location"));
+            appendStringToInputString(value ? &*value : nullptr);
+            break;
+        }
+        case u'S': {
+            const QString qso = qsoInput()->text();
+            appendStringToInputString(&qso);
+            break;
+        }
+        case u'n':
+            appendCharToInputString(u'\n');
+            break;
+        case kBackslash:
+            appendCharToInputString(kBackslash);
+            break;
+        default:
+            appendCharToInputString(kBackslash);
+            appendCharToInputString(escape);
+            break;
+        }
+    }
+}
+
+void TarnViewController::processTextInput() {
+    processMacroBeforeOutput();
+    const QString text = textInput()->text();
+    const QString message = text + QLatin1Char('\n');
+
+    // Transmit where we receive: fold the AFC correction into the tuning,
+    // also when the send is refused.
+    TarnData* engine = theData();
+    engine->lockFrequency();
+    updateFrequencyDisplay();
+
+    if (!engine->sendString(utf16View(message))) {
+        // A message is still playing; the expanded text stays for a later
+        // Return.
+        return;
+    }
+
+    // The echo goes in the way received text does: at the view's insertion
+    // point, then scrolled to the end.
+    QPlainTextEdit* output = textOutput();
+    output->insertPlainText(QStringLiteral("\nSending: ") + text + QLatin1Char('\n'));
+    output->verticalScrollBar()->setValue(output->verticalScrollBar()->maximum());
+    textInput()->clear();
+
+    // The indicator follows the engine until the message has played out.
+    auto* poll = findChild<QTimer*>(QStringLiteral("txIndicatorPoll"));
+    if (poll == nullptr) {
+        poll = new QTimer(this);
+        poll->setObjectName(QStringLiteral("txIndicatorPoll"));
+        poll->setInterval(kTxIndicatorPollInterval);
+        connect(poll, &QTimer::timeout, this, [this, poll] {
+            const bool sending = theData()->isSending.load(std::memory_order_relaxed);
+            if (txIndicator() != nullptr)
+                txIndicator()->setVisible(sending);
+            if (!sending)
+                poll->stop();
+        });
+    }
+    if (txIndicator() != nullptr)
+        txIndicator()->setVisible(engine->isSending.load(std::memory_order_relaxed));
+    poll->start();
+}
+
+bool TarnViewController::textFieldShouldReturn(QLineEdit* textField) {
+    if (textField == textInput())
+        processTextInput();
+    return true;
+}
+
+void TarnViewController::appendStringToInputString(const QString* string) {
+    if (string == nullptr)
+        return;
+    QLineEdit* field = textInput();
+    field->setText(field->text() + *string);
+}
+
+void TarnViewController::appendCharToInputString(uint32_t characterCode) {
+    const uint32_t low = characterCode & 0xffu;
+    if (low > 127)
+        return; // not ASCII: no character to append
+    const QString character(QChar(static_cast<char16_t>(low)));
+    appendStringToInputString(&character);
+}
+
+void TarnViewController::syncTxRx() {
+    doSynxTxRx();
+}
+
+void TarnViewController::doSynxTxRx() {
+    theData()->lockFrequency();
+    updateFrequencyDisplay();
+    afcOnOff()->setChecked(false);
+    theData()->setAutomaticFrequencyControl(afcOnOff()->isChecked());
+}
+
+void TarnViewController::segueToConfig() {
+    if (settingsDialog) {
+        settingsDialog->raise();
+        settingsDialog->activateWindow();
+        return;
+    }
+    auto* screen = new SettingsViewController(store, listAudioDevices(),
+                                              deviceFormFactor == FormFactor::tablet, this);
+    screen->setAttribute(Qt::WA_DeleteOnClose);
+    screen->setDelegate(this);
+    settingsDialog = screen;
+    screen->open();
+}
+
+void TarnViewController::settingsFinished() {
+    if (settingsDialog)
+        settingsDialog->close();
+    initializeFromSettings();
+}
