@@ -3,11 +3,11 @@
 # missing, builds tarn-psk31, renders a short QSO as PSK31 audio, buries it in
 # receiver noise, and decodes it back to text.
 #
-# Usage: scripts/demo.sh [NOISE_RMS]   (default 0.15; the carrier peaks at 0.6)
+# Usage: scripts/demo.sh [NOISE_RMS]   (default 0.2; the carrier peaks at 0.6)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-noise="${1:-0.15}"
+noise="${1:-0.2}"
 frequency=1200
 
 scripts/install-deps.sh
@@ -25,10 +25,11 @@ N0CALL DE W1AW GM OM TNX FER CALL UR RST 599 NAME JOE QTH BOSTON HW? N0CALL DE W
 
 echo "== Sending at $frequency Hz with noise of RMS $noise:" >&2
 printf '%s' "$qso" >&2
-printf '%s' "$qso" | "$tool" encode --frequency "$frequency" --noise "$noise" -o "$work/qso.wav"
+printf '%s' "$qso" | "$tool" encode --frequency "$frequency" --noise "$noise" --lead-in 2 \
+    -o "$work/qso.wav"
 seconds=$(( $(stat -c %s "$work/qso.wav") / 32000 ))
 echo "== Recorded $work/qso.wav (about $seconds s of 8000 Hz audio)" >&2
 
-echo "== Received:" >&2
+echo "== Received (noise before the signal decodes as a few stray letters):" >&2
 "$tool" decode "$work/qso.wav" --frequency "$frequency"
 echo

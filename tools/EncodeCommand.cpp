@@ -7,6 +7,7 @@
 
 #include <cerrno>
 #include <climits>
+#include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <random>
@@ -44,6 +45,8 @@ void printEncodeHelp(std::FILE* out) {
                "  --noise RMS       add white Gaussian noise of this RMS level (the signal's\n"
                "                    peak is 0.6), as a receiver would hear it\n"
                "  --seed N          seed of the noise (default 1), for repeatable files\n"
+               "  --lead-in SECONDS silence (or noise) before the signal, as in a recording\n"
+               "                    started before the transmission (default 0)\n"
                "  -h, --help        show this help\n",
                out);
 }
@@ -80,6 +83,7 @@ int encodeCommand(int argc, char** argv) {
     std::string output;
     double frequency = 1500.0;
     double noiseRms = 0.0;
+    double leadIn = 0.0; // seconds
     uint32_t seed = 1;
     auto format = audiofile::SampleFormat::float32;
 
@@ -99,7 +103,7 @@ int encodeCommand(int argc, char** argv) {
             continue;
         }
         if (name != "--text" && name != "--text-file" && name != "--frequency" && name != "-o" &&
-            name != "--output" && name != "--noise" && name != "--seed") {
+            name != "--output" && name != "--noise" && name != "--seed" && name != "--lead-in") {
             reportError(kCommand, "unknown option " + quoted(arguments.text()));
             printEncodeHelp(stderr);
             return kExitUsage;
@@ -129,6 +133,14 @@ int encodeCommand(int argc, char** argv) {
                                                       ": expected an RMS level, 0 or more");
             }
             noiseRms = *rms;
+        } else if (name == "--lead-in") {
+            const std::optional<double> seconds = parseNumber(*value);
+            // An hour is far more than a receiver needs to settle.
+            if (!seconds || *seconds < 0.0 || *seconds > 3600.0) {
+                return reportUsageError(kCommand, "invalid --lead-in " + quoted(*value) +
+                                                      ": expected 0 .. 3600 seconds");
+            }
+            leadIn = *seconds;
         } else {
             const std::optional<long long> number = parseInteger(*value, 0, UINT32_MAX);
             if (!number) {
@@ -183,7 +195,8 @@ int encodeCommand(int argc, char** argv) {
                                               std::to_string(kMaxSymbols) + " symbols");
     }
 
-    const int64_t sampleCount = symbols * kSamplesPerSymbol;
+    const int64_t leadInSamples = static_cast<int64_t>(std::llround(leadIn * tarn::kSampleRate));
+    const int64_t sampleCount = symbols * kSamplesPerSymbol + leadInSamples;
     if (sampleCount > audiofile::maxWavSamples(format)) {
         return reportUsageError(
             kCommand, "text too long for one WAV file: " + std::to_string(symbols) +
@@ -211,18 +224,23 @@ int encodeCommand(int argc, char** argv) {
     const int64_t count = engine->renderedAudioSize.load();
 
     const float* samples = rendered;
-    std::vector<float> noisy;
-    if (noiseRms > 0.0) {
-        noisy.assign(rendered, rendered + count);
-        std::mt19937 generator(seed);
-        std::normal_distribution<double> noise(0.0, noiseRms);
-        for (float& sample : noisy) {
-            sample = static_cast<float>(sample + noise(generator));
+    int64_t total = count;
+    std::vector<float> recording;
+    if (noiseRms > 0.0 || leadInSamples > 0) {
+        recording.assign(static_cast<size_t>(leadInSamples), 0.0f);
+        recording.insert(recording.end(), rendered, rendered + count);
+        if (noiseRms > 0.0) {
+            std::mt19937 generator(seed);
+            std::normal_distribution<double> noise(0.0, noiseRms);
+            for (float& sample : recording) {
+                sample = static_cast<float>(sample + noise(generator));
+            }
         }
-        samples = noisy.data();
+        samples = recording.data();
+        total = static_cast<int64_t>(recording.size());
     }
 
-    if (auto error = audiofile::writeWavFile(output, samples, count, format)) {
+    if (auto error = audiofile::writeWavFile(output, samples, total, format)) {
         return reportUsageError(kCommand, error->message);
     }
     return kExitOk;
