@@ -1,0 +1,157 @@
+// Sample entry: the mixer against a plain loop, block bookkeeping (baseband
+// samples and spectrum blocks), the history ring and its replay.
+#include "TarnData.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <memory>
+#include <random>
+#include <vector>
+
+namespace {
+
+class SampleEntry : public ::testing::Test {
+protected:
+    void SetUp() override {
+        tarn = TarnData::create(platform);
+        tarn->setAutomaticFrequencyControl(false);
+    }
+
+    static std::vector<float> noise(size_t count, uint32_t seed) {
+        std::mt19937 generator(seed);
+        std::uniform_real_distribution<float> value(-1.0f, 1.0f);
+        std::vector<float> samples(count);
+        for (float& x : samples) {
+            x = value(generator);
+        }
+        return samples;
+    }
+
+    void feed(const std::vector<float>& samples) {
+        for (size_t first = 0; first < samples.size(); first += 2000) {
+            const size_t count = std::min<size_t>(2000, samples.size() - first);
+            tarn->processInputAudioSamples(samples.data() + first, static_cast<int32_t>(count));
+        }
+    }
+
+    NullAudioPlatform platform;
+    std::unique_ptr<TarnData> tarn;
+};
+
+TEST_F(SampleEntry, MixerMatchesAPlainOscillatorLoop) {
+    tarn->replayHistory = false;
+    const std::vector<float> input = noise(5000, 1);
+    const float step = tarn->iqTheta.load();
+    float phase = tarn->iqMatchPoint;
+    for (size_t n = 0; n < input.size(); ++n) {
+        const int32_t slot = tarn->iqAudioInputIndex;
+        tarn->processInputAudioSample(input[n]);
+        const double x = input[n];
+        ASSERT_EQ(tarn->inputAudioI[slot], static_cast<float>(x * std::sin(double{phase}))) << n;
+        ASSERT_EQ(tarn->inputAudioQ[slot], static_cast<float>(x * std::cos(double{phase}))) << n;
+        phase = step + phase;
+        if (phase >= 6.283185307179586) {
+            phase = static_cast<float>(phase - 6.283185307179586);
+        }
+        ASSERT_EQ(tarn->iqMatchPoint, phase) << n;
+        ASSERT_GE(tarn->iqMatchPoint, 0.0f);
+        ASSERT_LT(tarn->iqMatchPoint, 6.283185307179586);
+        ASSERT_EQ(tarn->iqAudioInputIndex, static_cast<int32_t>((n + 1) % 1024));
+    }
+    EXPECT_NEAR(step, 1.1780972f, 1e-7f);
+}
+
+TEST_F(SampleEntry, BlockMakesOneBasebandSamplePer16AndASpectrumRowPer1024) {
+    tarn->replayHistory = false;
+    const std::vector<float> input = noise(2000, 2);
+    tarn->processInputAudioSamples(input.data(), 1023);
+    EXPECT_EQ(tarn->currentFFTRow.load(), 0);
+    EXPECT_EQ(tarn->indexForFFTSamples, 1023);
+    EXPECT_EQ(tarn->iqSecondStageIndex, 63); // 1023 = 63 × 16 + 15
+    EXPECT_EQ(tarn->iqProcessIndex, 15);
+    tarn->processInputAudioSamples(input.data() + 1023, 1);
+    EXPECT_EQ(tarn->currentFFTRow.load(), 1);
+    EXPECT_EQ(tarn->indexForFFTSamples, 0);
+    EXPECT_EQ(tarn->iqSecondStageIndex, 64);
+    EXPECT_EQ(tarn->iqProcessIndex, 0);
+    // The spectrum block holds the live samples as they came.
+    EXPECT_EQ(tarn->rawAudioSamplesForFFT[1023].re, input[1023]);
+    EXPECT_EQ(tarn->rawAudioSamplesForFFT[1023].im, 0.0f);
+
+    tarn->processInputAudioSamples(input.data(), 2000);
+    EXPECT_EQ(tarn->iqSecondStageIndex, 64 + 125);
+    EXPECT_EQ(tarn->iqProcessIndex, 0);
+    EXPECT_EQ(tarn->indexForFFTSamples, 2000 - 1024);
+    EXPECT_EQ(tarn->currentFFTRow.load(), 2);
+
+    tarn->processInputAudioSamples(input.data(), 0); // nothing happens
+    tarn->processInputAudioSamples(input.data(), -5);
+    EXPECT_EQ(tarn->iqSecondStageIndex, 64 + 125);
+    EXPECT_EQ(tarn->audioSamplesTrainingBufferIndex, 3024);
+}
+
+TEST_F(SampleEntry, HistoryKeepsTheLast64000SamplesAndWraps) {
+    tarn->replayHistory = false;
+    const std::vector<float> input = noise(64100, 3);
+    feed(input);
+    EXPECT_EQ(tarn->audioSamplesTrainingBufferIndex, 100);
+    EXPECT_EQ(tarn->audioSamplesTrainingBuffer[63999], input[63999]);
+    for (int n = 0; n < 100; ++n) {
+        ASSERT_EQ(tarn->audioSamplesTrainingBuffer[n], input[64000 + n]) << n;
+    }
+}
+
+TEST_F(SampleEntry, ReplayRunsTheHistoryOldestFirstAndLeavesItAlone) {
+    // Two engines hear the same 64100 samples; one replays its history, the
+    // other is handed the last 64000 of them, oldest first, by hand.
+    const std::vector<float> input = noise(64100, 4);
+    NullAudioPlatform otherPlatform;
+    auto reference = TarnData::create(otherPlatform);
+    reference->setAutomaticFrequencyControl(false);
+    feed(input);
+    for (size_t first = 0; first < input.size(); first += 2000) {
+        const size_t count = std::min<size_t>(2000, input.size() - first);
+        reference->processInputAudioSamples(input.data() + first, static_cast<int32_t>(count));
+    }
+    const std::vector<float> history(std::begin(tarn->audioSamplesTrainingBuffer),
+                                     std::end(tarn->audioSamplesTrainingBuffer));
+    const int32_t row = tarn->currentFFTRow.load();
+
+    tarn->replayAudioInput();
+    for (size_t n = 100; n < input.size(); ++n) {
+        reference->processInputAudioSample(input[n]);
+    }
+
+    EXPECT_EQ(tarn->iqMatchPoint, reference->iqMatchPoint);
+    EXPECT_EQ(tarn->iqSecondStageIndex, reference->iqSecondStageIndex);
+    EXPECT_EQ(0, std::memcmp(tarn->inputAudioI, reference->inputAudioI, sizeof tarn->inputAudioI));
+    EXPECT_EQ(0, std::memcmp(tarn->secondStageInputAudioQ, reference->secondStageInputAudioQ,
+                             sizeof tarn->secondStageInputAudioQ));
+    EXPECT_EQ(0, std::memcmp(tarn->amplitudeBuffer, reference->amplitudeBuffer,
+                             sizeof tarn->amplitudeBuffer));
+    EXPECT_EQ(tarn->signalAtFrequency.load(), reference->signalAtFrequency.load());
+    // The history, its index and the waterfall are untouched.
+    EXPECT_EQ(tarn->audioSamplesTrainingBufferIndex, 100);
+    EXPECT_TRUE(std::equal(history.begin(), history.end(), tarn->audioSamplesTrainingBuffer));
+    EXPECT_EQ(tarn->currentFFTRow.load(), row);
+}
+
+TEST_F(SampleEntry, RetuneIsReplayedAtTheStartOfTheNextBlock) {
+    tarn->replayHistory = false;
+    const std::vector<float> input = noise(2000, 5);
+    tarn->processInputAudioSamples(input.data(), 2000);
+    tarn->setFrequency(1200.0);
+    tarn->training = true;
+    EXPECT_EQ(tarn->iqSecondStageIndex, 125);
+    // Even an empty block serves the request: 64000 samples, 4000 baseband.
+    tarn->processInputAudioSamples(input.data(), 0);
+    EXPECT_FALSE(tarn->replayHistory.load());
+    EXPECT_FALSE(tarn->training);
+    EXPECT_EQ(tarn->iqSecondStageIndex, (125 + 4000) % 1024);
+    tarn->processInputAudioSamples(input.data(), 2000);
+    EXPECT_EQ(tarn->iqSecondStageIndex, (125 + 4000 + 125) % 1024);
+}
+
+} // namespace
