@@ -1,6 +1,6 @@
 // Macros and text entry: the ten macro buttons, the two expansion passes over
 // backslash escapes, sending the input field, the TX indicator, and the way to
-// the settings screen and back.
+// the settings screen.
 //
 // Escapes are a backslash and one character, matched case-sensitively. A
 // macro button's pass (processMacro) expands only \S (the QSO field) and a
@@ -27,6 +27,7 @@
 #include <QPlainTextEdit>
 #include <QScrollBar>
 #include <QTimer>
+#include <QToolBar>
 
 #include <optional>
 #include <string_view>
@@ -37,6 +38,21 @@ constexpr char16_t kBackslash = u'\\';
 
 // How often the TX indicator looks at the engine while a message plays (ms).
 constexpr int kTxIndicatorPollInterval = 100;
+
+// Shows or hides the TX indicator. On a toolbar a widget is shown and hidden
+// through the toolbar's action that holds it.
+void showTxIndicator(QToolBar* toolbar, QLabel* indicator, bool shown) {
+    if (indicator == nullptr)
+        return;
+    for (QAction* action : toolbar->actions()) {
+        if (toolbar->widgetForAction(action) == indicator) {
+            action->setVisible(shown);
+            indicator->setVisible(shown);
+            return;
+        }
+    }
+    indicator->setVisible(shown);
+}
 
 std::u16string_view utf16View(const QString& text) {
     return {reinterpret_cast<const char16_t*>(text.utf16()), static_cast<size_t>(text.size())};
@@ -176,14 +192,12 @@ void TarnViewController::processTextInput() {
         poll->setInterval(kTxIndicatorPollInterval);
         connect(poll, &QTimer::timeout, this, [this, poll] {
             const bool sending = theData()->isSending.load(std::memory_order_relaxed);
-            if (txIndicator() != nullptr)
-                txIndicator()->setVisible(sending);
+            showTxIndicator(toolbar(), txIndicator(), sending);
             if (!sending)
                 poll->stop();
         });
     }
-    if (txIndicator() != nullptr)
-        txIndicator()->setVisible(engine->isSending.load(std::memory_order_relaxed));
+    showTxIndicator(toolbar(), txIndicator(), engine->isSending.load(std::memory_order_relaxed));
     poll->start();
 }
 
@@ -231,10 +245,4 @@ void TarnViewController::segueToConfig() {
     screen->setDelegate(this);
     settingsDialog = screen;
     screen->open();
-}
-
-void TarnViewController::settingsFinished() {
-    if (settingsDialog)
-        settingsDialog->close();
-    initializeFromSettings();
 }

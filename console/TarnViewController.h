@@ -24,12 +24,14 @@
 #include "TarnData.h"
 
 #include <QMainWindow>
+#include <QPointF>
 #include <QPointer>
 #include <QRectF>
 #include <QString>
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 class AudioPlatform;
 class QAction;
@@ -88,7 +90,7 @@ public:
     QLabel* displayFrequency() const;
     QLabel* displayAFCOffset() const;
     // The GL view; none while in the background (its context is released).
-    SpectrumView* spectrumDisplay() const { return spectrumView; }
+    SpectrumView* spectrumDisplay() const;
     QToolBar* toolbar() const;
     // m1Button .. m10Button for n = 1 .. 10.
     QAction* macroButton(int n) const;
@@ -103,8 +105,9 @@ public:
     // The audio file feeder behind "Play recording…".
     RecordingPlayer* recordingPlayer() const { return player.get(); }
     // Starts feeding an audio file into the receiver as if it came from the
-    // radio; false (and a message shown) when the file cannot be read.
-    bool playRecording(const QString& path);
+    // radio. When the file cannot be played: false, and the reason goes to
+    // `error` if given, else to a message box.
+    bool playRecording(const QString& path, QString* error = nullptr);
 
     // ---- Lifecycle -----------------------------------------------------------
     void viewDidLoad();
@@ -170,7 +173,6 @@ public slots:
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
-    bool event(QEvent* event) override;
     void changeEvent(QEvent* event) override;
 
 private:
@@ -180,6 +182,8 @@ private:
     void connectControls();
     void applicationStateChanged(Qt::ApplicationState state);
     QTimer* startDisplayTimer();
+    // Title and toolbar action follow the recording player (tick).
+    void refreshPlayerStatus();
 
     std::unique_ptr<Ui::TarnViewController> ui;
     AudioPlatform& platform;
@@ -191,4 +195,7 @@ private:
     QAction* playAction = nullptr;
     std::unique_ptr<RecordingPlayer> player;
     Qt::ApplicationState lastApplicationState = Qt::ApplicationInactive;
+    bool launchActivationSeen = false;
+    std::optional<QPointF> swipeStart; // global position of a one-finger touch
+    bool lastCharWasCR = false;        // a received CR LF pair may span two ticks
 };

@@ -1,0 +1,102 @@
+// tarn-psk31-console: the station's operator console.
+//
+//   tarn-psk31-console [--settings FILE] [--form-factor tablet|phone] [--play FILE]
+//                      [--screenshot PNG --screenshot-after SECONDS]
+#include "AudioBackend.h"
+#include "SettingsStore.h"
+#include "TarnAppDelegate.h"
+#include "TarnViewController.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QScreen>
+#include <QTimer>
+
+#include <cmath>
+#include <cstdio>
+
+namespace {
+
+// Screens smaller than this diagonal (millimetres) are phones.
+constexpr double kPhoneDiagonalMm = 178.0; // 7 inches
+
+FormFactor screenFormFactor() {
+    const QScreen* screen = QGuiApplication::primaryScreen();
+    if (screen == nullptr)
+        return FormFactor::tablet;
+    const QSizeF size = screen->physicalSize();
+    const double diagonal = std::hypot(size.width(), size.height());
+    return diagonal > 0.0 && diagonal < kPhoneDiagonalMm ? FormFactor::phone : FormFactor::tablet;
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    QApplication application(argc, argv);
+    QApplication::setApplicationName("tarn-psk31");
+    QApplication::setApplicationVersion("0.1.0");
+
+    QCommandLineParser parser;
+    parser.setApplicationDescription("PSK31 station: operator console");
+    parser.addHelpOption();
+    parser.addVersionOption();
+    const QCommandLineOption settingsOption(
+        "settings", "Settings file (default ~/.config/tarn-psk31/tarn-psk31.ini).", "FILE");
+    const QCommandLineOption formOption("form-factor",
+                                        "tablet or phone (default: from the screen).", "FORM");
+    const QCommandLineOption playOption(
+        "play", "Feed an audio file to the receiver as if it came from the radio.", "FILE");
+    const QCommandLineOption shotOption("screenshot", "Save a picture of the window, then quit.",
+                                        "PNG");
+    const QCommandLineOption shotAfterOption(
+        "screenshot-after", "Seconds to run before the picture (default 20).", "SECONDS", "20");
+    parser.addOptions({settingsOption, formOption, playOption, shotOption, shotAfterOption});
+    parser.process(application);
+
+    FormFactor formFactor = screenFormFactor();
+    if (parser.isSet(formOption)) {
+        const QString form = parser.value(formOption);
+        if (form == "phone") {
+            formFactor = FormFactor::phone;
+        } else if (form == "tablet") {
+            formFactor = FormFactor::tablet;
+        } else {
+            std::fprintf(stderr, "tarn-psk31-console: --form-factor is tablet or phone, not '%s'\n",
+                         qPrintable(form));
+            return 2;
+        }
+    }
+    bool shotDelayOk = false;
+    const double shotDelay = parser.value(shotAfterOption).toDouble(&shotDelayOk);
+    if (!shotDelayOk || shotDelay < 0.0) {
+        std::fprintf(stderr, "tarn-psk31-console: --screenshot-after needs seconds, not '%s'\n",
+                     qPrintable(parser.value(shotAfterOption)));
+        return 2;
+    }
+
+    SettingsStore store(parser.value(settingsOption));
+    AudioBackend audio(store, formFactor);
+    TarnAppDelegate delegate;
+    TarnViewController console(audio.platform(), store, formFactor);
+    delegate.setWindow(&console);
+    delegate.applicationDidFinishLaunchingWithOptions();
+    console.show();
+
+    QString playError;
+    if (parser.isSet(playOption) && !console.playRecording(parser.value(playOption), &playError)) {
+        std::fprintf(stderr, "tarn-psk31-console: %s\n", qPrintable(playError));
+        return 1;
+    }
+    if (parser.isSet(shotOption)) {
+        const QString path = parser.value(shotOption);
+        QTimer::singleShot(static_cast<int>(shotDelay * 1000.0), &console, [&console, path] {
+            if (!console.grab().save(path)) {
+                std::fprintf(stderr, "tarn-psk31-console: cannot write '%s'\n", qPrintable(path));
+                QCoreApplication::exit(1);
+                return;
+            }
+            QCoreApplication::quit();
+        });
+    }
+    return application.exec();
+}

@@ -1,0 +1,145 @@
+// The refresh tick and the tuning and display controls.
+#include "ConsoleWidgets.h"
+#include "RecordingPlayer.h"
+#include "SpectrumView.h"
+#include "TarnViewController.h"
+#include "ui_TarnViewController.h"
+
+#include <QCheckBox>
+#include <QLabel>
+#include <QPlainTextEdit>
+#include <QScrollBar>
+#include <QTextCursor>
+
+namespace {
+
+constexpr int kTrimAbove = 2048; // characters in the view before the oldest go
+constexpr int kTrimCount = 1024; // characters dropped at once
+
+// Received bytes as view text. A CR LF pair, or a lone CR, is one line break,
+// as the text view shows it; `lastWasCR` carries a CR that ended the previous
+// chunk, so that the LF starting this one is not a second break.
+QString receivedText(const std::string& bytes, bool& lastWasCR) {
+    QString text;
+    text.reserve(static_cast<qsizetype>(bytes.size()));
+    for (const char byte : bytes) {
+        if (byte == '\n' && lastWasCR) {
+            lastWasCR = false;
+            continue;
+        }
+        lastWasCR = byte == '\r';
+        text.append(lastWasCR ? QChar('\n') : QChar::fromLatin1(byte));
+    }
+    return text;
+}
+
+} // namespace
+
+void TarnViewController::updateafcDisplay() {
+    TarnData& engine = *theData();
+    displayAFCOffset()->setText(QString::asprintf(
+        "%.3f", static_cast<double>(engine.frequencyErrorOffset.load(std::memory_order_relaxed))));
+    afcOnOff()->setChecked(engine.automaticFrequencyControl());
+}
+
+void TarnViewController::updateFrequencyDisplay() {
+    displayFrequency()->setText(QString::asprintf("%.1f", theData()->frequency()));
+    updateafcDisplay();
+}
+
+void TarnViewController::updateSquelchDisplay() {
+    squelchDisplay()->setText(QString::asprintf(
+        "%.1f",
+        static_cast<double>(theData()->backgroundNoiseLevel.load(std::memory_order_relaxed))));
+}
+
+void TarnViewController::updateDisplay() {
+    TarnData& engine = *theData();
+    updateafcDisplay();
+    updateFrequencyDisplay();
+    signalAtFrequency()->setText(QString::asprintf(
+        "%.1f", static_cast<double>(engine.signalAtFrequency.load(std::memory_order_relaxed))));
+
+    if (const std::optional<std::string> drained = engine.drainTextBuffer()) {
+        QPlainTextEdit* view = textOutput();
+        QTextDocument* document = view->document();
+        // Plain-text length: every character and line break counts one.
+        if (document->characterCount() - 1 > kTrimAbove) {
+            QTextCursor oldest(document);
+            oldest.setPosition(kTrimCount, QTextCursor::KeepAnchor);
+            oldest.removeSelectedText();
+        }
+        view->insertPlainText(receivedText(*drained, lastCharWasCR));
+        QScrollBar* bar = view->verticalScrollBar();
+        bar->setValue(bar->maximum());
+    }
+
+    if (spectrumView)
+        spectrumView->display();
+    refreshPlayerStatus();
+}
+
+void TarnViewController::frequencyAdjustChanged() {
+    TarnData& engine = *theData();
+    engine.setAutomaticFrequencyControl(false);
+    // Unsigned, so that "no segment" (-1) is no step.
+    const auto index = static_cast<unsigned>(frequencyAdjust()->selectedSegmentIndex());
+    const double steps[4] = {-1.0, -0.1, 0.1, 1.0};
+    if (index < 4)
+        engine.nudgeFrequency(engine.frequency() + steps[index]);
+    updateFrequencyDisplay();
+    updateafcDisplay();
+}
+
+void TarnViewController::afcOnOffChanged() {
+    theData()->setAutomaticFrequencyControl(afcOnOff()->isChecked());
+    updateafcDisplay();
+}
+
+void TarnViewController::squelchChanged() {
+    theData()->setBackgroundNoiseLevel(squelch()->level());
+    updateSquelchDisplay();
+}
+
+void TarnViewController::switchViews() {
+    if (displayMode == 1)
+        displayMode = 0;
+    else if (displayMode == 0)
+        displayMode = 1;
+    ui->modeButton->setText(displayMode == 1 ? tr("Waterfall") : tr("Spectrum"));
+}
+
+void TarnViewController::zoomPressed() {
+    displayZoomed = !displayZoomed;
+    ui->zoomButton->setText(displayZoomed ? tr("Full span") : tr("Zoom"));
+}
+
+bool TarnViewController::touchesBegan(QObject* target, const QPointF& position) {
+    if (target == nullptr || target != spectrumView.data())
+        return false;
+    tapToTune(static_cast<float>(position.x()));
+    return true;
+}
+
+void TarnViewController::tapToTune(float x) {
+    TarnData& engine = *theData();
+    const double frequency = engine.frequency();
+    float low = 500.0f;
+    float high = 2500.0f;
+    if (displayZoomed && displayMode == 1) {
+        low = static_cast<float>(frequency - 64);
+        high = static_cast<float>(frequency + 64);
+    } else if (displayZoomed && displayMode == 0) {
+        low = static_cast<float>(frequency - 256);
+        high = static_cast<float>(frequency + 256);
+    }
+    const float w = spectrumView ? static_cast<float>(spectrumView->width()) : 1.0f;
+    const float product = x * (high - low);
+    const float quotient = product / w;
+    const float tuned = low + quotient;
+    engine.setFrequency(static_cast<double>(tuned));
+    afcOnOff()->setChecked(true);
+    engine.setAutomaticFrequencyControl(afcOnOff()->isChecked());
+    updateFrequencyDisplay();
+    updateafcDisplay();
+}
