@@ -76,16 +76,25 @@ void TarnData::initFilters() {
 
 // Coefficient 0 meets the newest sample (position index - 1), coefficient
 // taps - 1 the oldest; an index that is negative by up to size - 1 wraps.
+// taps must not exceed size. The taps are walked as two unbroken runs (down to position 0, then
+// down from size - 1) instead of testing for the wrap at every tap; the products are summed in the
+// same order, so the result is the same to the bit.
 float TarnData::doFIRFilter(const float* buffer, int32_t index, int32_t size,
                             const float* coefficients, int32_t taps) {
     float acc = 0.0f;
-    int32_t j = index;
-    for (int32_t k = 0; k < taps; ++k) {
-        if (j < 1) {
-            j += size;
-        }
-        j -= 1;
-        acc = acc + buffer[j] * coefficients[k];
+    if (taps < 1) {
+        return acc;
+    }
+    const int32_t newest = index < 1 ? index + size - 1 : index - 1;
+    const int32_t beforeWrap = taps < newest + 1 ? taps : newest + 1;
+    const float* sample = buffer + newest;
+    int32_t k = 0;
+    for (; k < beforeWrap; ++k) {
+        acc = acc + sample[-k] * coefficients[k];
+    }
+    sample = buffer + size - 1 + beforeWrap;
+    for (; k < taps; ++k) {
+        acc = acc + sample[-k] * coefficients[k];
     }
     return acc;
 }

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <complex>
 #include <memory>
+#include <random>
 #include <vector>
 
 namespace {
@@ -109,6 +110,38 @@ TEST(Filters, FilterReadsBackwardsFromJustBeforeTheIndexAndWraps) {
     }
     const float ones[4] = {1, 1, 1, 1};
     EXPECT_EQ(TarnData::doFIRFilter(ones, 2, 4, TarnData::firstStageCoefficients, 0), 0.0f);
+}
+
+// The filter as a plain loop: wrap test at every tap.
+float plainFIR(const float* buffer, int32_t index, int32_t size, const float* h, int32_t taps) {
+    float acc = 0.0f;
+    int32_t j = index;
+    for (int32_t k = 0; k < taps; ++k) {
+        if (j < 1) {
+            j += size;
+        }
+        j -= 1;
+        acc = acc + buffer[j] * h[k];
+    }
+    return acc;
+}
+
+TEST(Filters, FilterMatchesAPlainLoopToTheBit) {
+    std::mt19937 generator(5);
+    std::uniform_real_distribution<float> value(-1.0f, 1.0f);
+    std::vector<float> ring(tarn::kRingSize);
+    for (float& x : ring) {
+        x = value(generator);
+    }
+    for (const float* h : {TarnData::firstStageCoefficients, TarnData::secondStageCoefficients}) {
+        for (int32_t index = -1023; index <= 1024; ++index) {
+            for (int32_t taps : {1, 17, 64}) {
+                ASSERT_EQ(TarnData::doFIRFilter(ring.data(), index, 1024, h, taps),
+                          plainFIR(ring.data(), index, 1024, h, taps))
+                    << index << " " << taps;
+            }
+        }
+    }
 }
 
 TEST(Filters, ConstantInputComesOutAtHalfThroughBothStages) {

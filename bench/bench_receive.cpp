@@ -1,0 +1,95 @@
+// Receive chain and transmitter speed: the chain through the sample entry in
+// multiples of real time, a full history replay, and rendering a message.
+//
+//   cmake --preset release && cmake --build build/release --target bench_receive
+//   build/release/bench/bench_receive
+#include "TarnData.h"
+
+#include <benchmark/benchmark.h>
+
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+// 8 s of a PSK31 QSO at 1500 Hz in white noise (+10 dB in 2500 Hz), the
+// way the audio thread hears it.
+std::vector<float> noisySignal(TarnData& tarn) {
+    const std::string text = "CQ CQ CQ de DL1ABC DL1ABC pse k\n"
+                             "DL1ABC de G4XYZ ge om tnx fer call ur rst 579 579 hw? k\n";
+    tarn.renderString(std::string_view(text));
+    const float* block = tarn.renderedAudio.load();
+    std::vector<float> samples(static_cast<size_t>(tarn::kHistorySamples), 0.0f);
+    const size_t count = std::min<size_t>(samples.size(), tarn.renderedAudioSize.load());
+    std::copy(block, block + count, samples.begin());
+    std::mt19937 generator(1);
+    std::normal_distribution<double> noise(0.0, 0.14);
+    for (float& x : samples) {
+        x = static_cast<float>(x + noise(generator));
+    }
+    return samples;
+}
+
+// processInputAudioSamples in 2000-sample blocks, AFC on and the squelch
+// open, so decisions, AFC and the waterfall all run.
+void receiveChain(benchmark::State& state) {
+    NullAudioPlatform platform;
+    auto tarn = TarnData::create(platform);
+    tarn->setBackgroundNoiseLevel(-30.0f);
+    const std::vector<float> input = noisySignal(*tarn);
+    size_t first = 0;
+    int64_t samples = 0;
+    for (auto _ : state) {
+        tarn->processInputAudioSamples(input.data() + first, tarn::kInputBlockSamples);
+        first = (first + tarn::kInputBlockSamples) % input.size();
+        samples += tarn::kInputBlockSamples;
+        while (auto text = tarn->drainTextBuffer()) {
+            benchmark::DoNotOptimize(text);
+        }
+    }
+    state.SetItemsProcessed(samples);
+    state.counters["realtime"] = benchmark::Counter(
+        static_cast<double>(samples) / tarn::kSampleRate, benchmark::Counter::kIsRate);
+}
+BENCHMARK(receiveChain)->Unit(benchmark::kMicrosecond);
+
+// One replay of the whole 8-second history, as a retune or a nudge runs it.
+void historyReplay(benchmark::State& state) {
+    NullAudioPlatform platform;
+    auto tarn = TarnData::create(platform);
+    tarn->setBackgroundNoiseLevel(-30.0f);
+    const std::vector<float> input = noisySignal(*tarn);
+    for (size_t first = 0; first < input.size(); first += tarn::kInputBlockSamples) {
+        tarn->processInputAudioSamples(input.data() + first, tarn::kInputBlockSamples);
+    }
+    for (auto _ : state) {
+        tarn->replayAudioInput();
+        while (auto text = tarn->drainTextBuffer()) {
+            benchmark::DoNotOptimize(text);
+        }
+    }
+    state.SetItemsProcessed(state.iterations() * tarn::kHistorySamples);
+}
+BENCHMARK(historyReplay)->Unit(benchmark::kMillisecond);
+
+// Rendering a 500-character message (about 3 minutes of signal).
+void render500(benchmark::State& state) {
+    NullAudioPlatform platform;
+    auto tarn = TarnData::create(platform);
+    std::string text;
+    const std::string words = "the quick brown fox jumps over the lazy dog 0123456789 ";
+    while (text.size() < 500) {
+        text += words;
+    }
+    text.resize(500);
+    for (auto _ : state) {
+        tarn->renderString(std::string_view(text));
+        benchmark::DoNotOptimize(tarn->renderedAudio.load());
+    }
+    state.counters["samples"] = tarn->renderedAudioSize.load();
+}
+BENCHMARK(render500)->Unit(benchmark::kMillisecond);
+
+} // namespace
