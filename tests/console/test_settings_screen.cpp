@@ -1,14 +1,18 @@
 // The settings screen against a real store file: what it shows when it opens,
 // what it writes when the operator finishes, the device choosers, the web link
 // and the keyboard handling on a phone.
+#include "FakeAudioPlatform.h"
 #include "SettingsDelegate.h"
 #include "SettingsStore.h"
 #include "SettingsViewController.h"
+#include "TarnViewController.h"
 
+#include <QAction>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDesktopServices>
 #include <QLineEdit>
+#include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QSettings>
@@ -201,6 +205,42 @@ private slots:
 
         screen.closeKeyboard();
         QTRY_VERIFY(screen.activeField() == nullptr);
+    }
+
+    void finishingReachesTheConsoleAndTheEngine() {
+        FakeAudioPlatform platform;
+        {
+            SettingsStore store(storePath());
+            TarnViewController console(platform, store);
+            TarnData& engine = *console.theData();
+            QVERIFY(!engine.forceOutputToSpeaker.load());
+
+            console.segueToConfig();
+            auto* screen = qobject_cast<SettingsViewController*>(console.settingsDialog.data());
+            QVERIFY(screen != nullptr);
+            QVERIFY(screen->isVisible() && screen->isModal());
+            QCOMPARE(screen->callsign()->text(), QStringLiteral("Please Edit"));
+            screen->forceOutputToSpeaker()->setChecked(true);
+            screen->macroName(1)->clear();
+            screen->macroName(2)->setText(QStringLiteral("Contest"));
+            QTest::mouseClick(screen->findChild<QPushButton*>(QStringLiteral("finishedButton")),
+                              Qt::LeftButton);
+
+            QTRY_VERIFY(console.settingsDialog.isNull());
+            QVERIFY(engine.forceOutputToSpeaker.load());
+            QCOMPARE(console.macroButton(1)->text(), QString());
+            QCOMPARE(console.macroButton(2)->text(), QStringLiteral("Contest"));
+
+            // The next transmission goes out through the speaker.
+            console.textInput()->setText(QStringLiteral("test"));
+            console.processTextInput();
+            QCOMPARE(platform.count("sessionOverrideRouteToSpeaker speaker"), 1);
+        }
+        // A restart keeps the emptied title empty and the switch on.
+        SettingsStore store(storePath());
+        TarnViewController console(platform, store);
+        QCOMPARE(console.macroButton(1)->text(), QString());
+        QVERIFY(console.theData()->forceOutputToSpeaker.load());
     }
 };
 
