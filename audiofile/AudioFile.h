@@ -114,7 +114,8 @@ public:
     AtomicFile& operator=(const AtomicFile&) = delete;
 
     // Creates the temporary file (mode 0666 less the umask). On success fd()
-    // is open for writing.
+    // is open for writing. A link is followed; a destination that exists but
+    // is not a regular file (a device, a directory) is refused.
     std::optional<AudioFileError> create(const std::string& path);
     int fd() const { return descriptor; }
     // Hands the descriptor to another owner (e.g. a FILE* or libsndfile),
@@ -126,7 +127,8 @@ public:
     void discard();
 
 private:
-    std::string destination;
+    std::string requested;   // the name given, for messages
+    std::string destination; // the file replaced (a link's target)
     std::string temporary;
     int descriptor = -1;
 };

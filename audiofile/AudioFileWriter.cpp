@@ -9,6 +9,8 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace audiofile {
@@ -35,10 +37,33 @@ AtomicFile::~AtomicFile() {
 
 std::optional<AudioFileError> AtomicFile::create(const std::string& path) {
     discard();
+    requested = path;
     destination = path;
-    const size_t slash = path.rfind('/');
-    const std::string directory = slash == std::string::npos ? "" : path.substr(0, slash + 1);
-    const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+    // The rename replaces whatever the name points at: a link is followed so
+    // that its target is replaced, and a device, pipe or directory is refused
+    // rather than replaced by a regular file.
+    struct stat info {};
+    // Follows links one step at a time, so that a link to a file not yet
+    // written resolves too; 40 steps is the kernel's own limit.
+    for (int step = 0; lstat(destination.c_str(), &info) == 0 && S_ISLNK(info.st_mode); ++step) {
+        std::error_code error;
+        const std::filesystem::path target = std::filesystem::read_symlink(destination, error);
+        if (error || step == 40) {
+            return writeError(path, "cannot follow the link");
+        }
+        destination = target.is_absolute()
+                          ? target.string()
+                          : (std::filesystem::path(destination).parent_path() / target).string();
+    }
+    if (lstat(destination.c_str(), &info) == 0 && !S_ISREG(info.st_mode)) {
+        return writeError(path,
+                          S_ISDIR(info.st_mode) ? "it is a directory" : "it is not a regular file");
+    }
+    const size_t slash = destination.rfind('/');
+    const std::string directory =
+        slash == std::string::npos ? "" : destination.substr(0, slash + 1);
+    const std::string name =
+        slash == std::string::npos ? destination : destination.substr(slash + 1);
     if (name.empty()) {
         return writeError(path, "not a file name");
     }
@@ -67,7 +92,7 @@ int AtomicFile::releaseDescriptor() {
 
 std::optional<AudioFileError> AtomicFile::commit() {
     if (temporary.empty()) {
-        return writeError(destination, "nothing was written");
+        return writeError(requested, "nothing was written");
     }
     // The data must be on disk before the name points at it, or a crash
     // could leave a complete-looking but empty file.
@@ -78,7 +103,7 @@ std::optional<AudioFileError> AtomicFile::commit() {
             ::close(syncDescriptor);
         }
         discard();
-        return writeError(destination, std::strerror(error));
+        return writeError(requested, std::strerror(error));
     }
     if (syncDescriptor != descriptor) {
         ::close(syncDescriptor);
@@ -89,13 +114,13 @@ std::optional<AudioFileError> AtomicFile::commit() {
         if (result != 0) {
             const int error = errno;
             discard();
-            return writeError(destination, std::strerror(error));
+            return writeError(requested, std::strerror(error));
         }
     }
     if (std::rename(temporary.c_str(), destination.c_str()) != 0) {
         const int error = errno;
         discard();
-        return writeError(destination, std::strerror(error));
+        return writeError(requested, std::strerror(error));
     }
     temporary.clear();
     return std::nullopt;

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -228,6 +229,22 @@ TEST_F(AudioFileTest, FailedWriteLeavesNoFileAndKeepsTheOldOne) {
     EXPECT_TRUE(
         audiofile::writeWavFile(path("taken.wav"), samples, 3, audiofile::SampleFormat::float32));
     EXPECT_EQ(listing(), std::vector<std::string>{"taken.wav"});
+
+    // A pipe (like a device) is refused, not replaced by a regular file.
+    ASSERT_EQ(mkfifo(path("pipe.wav").c_str(), 0600), 0);
+    EXPECT_TRUE(
+        audiofile::writeWavFile(path("pipe.wav"), samples, 3, audiofile::SampleFormat::float32));
+    EXPECT_TRUE(fs::is_fifo(path("pipe.wav")));
+    fs::remove(path("pipe.wav"));
+
+    // A link stays a link; the file it names is written.
+    fs::create_symlink("linked.wav", path("link.wav"));
+    ASSERT_FALSE(
+        audiofile::writeWavFile(path("link.wav"), samples, 3, audiofile::SampleFormat::float32));
+    EXPECT_TRUE(fs::is_symlink(path("link.wav")));
+    EXPECT_TRUE(audiofile::readAudioFile(path("linked.wav")));
+    fs::remove(path("link.wav"));
+    fs::remove(path("linked.wav"));
 
     // A successful write replaces an existing file whole.
     std::ofstream(path("old.wav")) << "old contents";
