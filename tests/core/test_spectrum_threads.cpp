@@ -21,7 +21,7 @@ TEST(SpectrumThreads, RowsAndLevelsReadWhileTheAudioThreadWrites) {
 
     std::atomic<bool> done = false;
     std::thread audio([&] {
-        for (int round = 0; round < 20; ++round) {
+        for (int round = 0; round < 6; ++round) {
             for (size_t first = 0; first + 2000 <= signal.size(); first += 2000) {
                 tarn->processInputAudioSamples(signal.data() + first, 2000);
                 // Rows and AFC steps straight from their entries as well, so
@@ -53,8 +53,8 @@ TEST(SpectrumThreads, RowsAndLevelsReadWhileTheAudioThreadWrites) {
         inRange = inRange && std::isfinite(tarn->display_average_high.load());
         inRange = inRange && std::fabs(tarn->frequencyErrorOffset.load()) <= 8.0f;
         inRange = inRange && std::isfinite(tarn->display_average_average.load());
-        if (++passes % 16 == 0) {
-            tarn->setAutomaticFrequencyControl(passes % 32 != 0);
+        if (++passes % 64 == 0) {
+            tarn->setAutomaticFrequencyControl(passes % 128 != 0);
             tarn->setFrequency(1000.0);
         }
     }
