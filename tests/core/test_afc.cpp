@@ -105,20 +105,6 @@ TEST_F(AFC, PhaseStageClampsTheOffsetWithTheUnclampedAngle) {
     EXPECT_EQ(tarn->frequencyErrorOffset.load(), -8.0f);
 }
 
-TEST_F(AFC, PhaseStageFollowsAStepOffCarrier) {
-    // Symbol-instant phasors of a carrier 0.5 Hz above (then below) the
-    // mixer: the offset moves towards it.
-    for (double hz : {0.5, -0.5}) {
-        tarn->afcReset();
-        for (int symbol = 0; symbol < 200; ++symbol) {
-            const double phase = tarn::kTwoPi * hz * symbol / 31.25;
-            tarn->automaticFrequencyAdjust(static_cast<float>(std::cos(phase)),
-                                           static_cast<float>(std::sin(phase)));
-        }
-        EXPECT_GT(tarn->frequencyErrorOffset.load() * hz, 0.1) << hz;
-    }
-}
-
 TEST_F(AFC, FFTStagePullsTowardsTheStrongerSide) {
     fillBaseband({{5 * kBinHz, 1.0}}, 700);
     tarn->FFTBasedAFC();

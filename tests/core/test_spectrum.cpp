@@ -193,13 +193,6 @@ TEST_F(Spectrum, ATonePeaksInItsBinAndEveryValueStaysInRange) {
     EXPECT_GT(row[192], 0.75f);
 }
 
-TEST_F(Spectrum, BrightnessCurveIsAQuarterSine) {
-    EXPECT_EQ(tarn->GrayScaleLUT[0], 0.0f);
-    EXPECT_NEAR(tarn->GrayScaleLUT[128], std::sqrt(0.5), 1e-6);
-    EXPECT_NEAR(tarn->GrayScaleLUT[255], 0.99998, 1e-5);
-    EXPECT_TRUE(std::is_sorted(std::begin(tarn->GrayScaleLUT), std::end(tarn->GrayScaleLUT)));
-}
-
 // Rows come from the live input entry only: one per 1024 samples, none from
 // the replay of the history that a retune requests.
 TEST_F(Spectrum, LiveInputMakesOneRowPer1024Samples) {
