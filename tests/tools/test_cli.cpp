@@ -226,6 +226,7 @@ TEST_F(CliTest, BadInputGivesOneLineAndStatusTwoAndNoOutput) {
         {{"decode", good, "--retune-at", "-1"}, "-1"},
         {{"decode", good, "--trace", path("absent/trace.csv")}, "trace.csv"},
         {{"decode", good, "--frequency"}, "needs a value"},
+        {{"decode", path("words.wav"), "--trace", path("trace.csv")}, "words.wav"},
         {{"encode", "--text", "hi", "--frequency", "0x10", "-o", out}, "0x10"},
         {{"encode", "--text", "hi", "-o", path("absent/out.wav")}, "out.wav"},
         {{"encode", "--text-file", path("absent.txt"), "-o", out}, "absent.txt"},
