@@ -35,6 +35,12 @@ int32_t nextRingIndex(int32_t index) {
     return index > tarn::kRingSize - 2 ? 0 : index + 1;
 }
 
+// The bit index after appending a bit: a 16th bit wraps it to 0, which
+// abandons the bits gathered so far.
+int8_t nextBitIndex(int8_t index) {
+    return static_cast<int8_t>(index + 1 >= kBitBufferSize ? 0 : index + 1);
+}
+
 } // namespace
 
 void TarnData::processInputIQBuffer() {
@@ -169,12 +175,10 @@ void TarnData::processInputIQBuffer() {
                   std::memory_order_relaxed);
 }
 
-// A 1 bit: appended; a 16th bit without a separator wraps the index, which
-// abandons the bits gathered so far.
+// A 1 bit: appended.
 void TarnData::decodeSymbol1() {
     inputString[inputStringIndex] = '1';
-    inputStringIndex =
-        static_cast<int8_t>(inputStringIndex + 1 >= kBitBufferSize ? 0 : inputStringIndex + 1);
+    inputStringIndex = nextBitIndex(inputStringIndex);
 }
 
 // A 0 bit. Zeros with no character open (idle, the gap between characters)
@@ -194,8 +198,7 @@ void TarnData::decodeSymbol0(int32_t sign) {
         return;
     }
     inputString[inputStringIndex] = '0';
-    inputStringIndex =
-        static_cast<int8_t>(inputStringIndex + 1 >= kBitBufferSize ? 0 : inputStringIndex + 1);
+    inputStringIndex = nextBitIndex(inputStringIndex);
 }
 
 // Sign-based entry: a change of sign is a 0 bit, the same sign a 1 bit.
