@@ -135,10 +135,12 @@ void TarnData::finalizeArray(const float* logPower, float* destination, int coun
     }
 }
 
-// Row rowsBack (0 = newest .. 511 = oldest) of the ring; one wrap only, so
-// rowsBack must lie in 0 .. 511.
+// Row rowsBack (0 = newest .. 511 = oldest) of the ring. Callers stay within
+// 0 .. 511, where one wrap is all it takes; anything else is taken modulo
+// the ring rather than pointing outside it.
 const float* TarnData::getCurrentSpectrum(int rowsBack) const {
-    int32_t row = currentFFTRow.load(std::memory_order_relaxed) - rowsBack;
+    int64_t row =
+        (int64_t{currentFFTRow.load(std::memory_order_relaxed)} - rowsBack) % tarn::kWaterfallRows;
     if (row < 0) {
         row += tarn::kWaterfallRows;
     }

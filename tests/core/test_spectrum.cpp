@@ -50,6 +50,7 @@ TEST_F(Spectrum, RowsAreCountedFromTheNewestAndWrapOnce) {
 
     tarn->currentFFTRow = 2;
     EXPECT_EQ(tarn->getCurrentSpectrum(5), tarn->normalizedSpectrumData[509]);
+    EXPECT_EQ(tarn->getCurrentSpectrum(512 + 5), tarn->normalizedSpectrumData[509]);
     tarn->currentFFTRow = 511;
     tarn->processSpectrumData();
     EXPECT_EQ(tarn->currentFFTRow.load(), 0);
