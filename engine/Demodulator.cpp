@@ -16,8 +16,8 @@ namespace {
 constexpr double kPi = 3.141592653589793;
 constexpr int32_t kSymbolSamples = 16; // baseband samples per symbol
 constexpr int32_t kBitBufferSize = 16; // inputString
-// Decision points: two second-stage outputs one symbol apart, far enough
-// back for the filter to have settled on both.
+// Decision points: second-stage outputs ending seven and six symbols back
+// (112 and 96 baseband samples), one symbol apart.
 constexpr int32_t kEarlierPoint = 112;
 constexpr int32_t kLaterPoint = 96;
 // Baseband samples after a +1 timing slip before decisions resume, so that
@@ -30,6 +30,8 @@ constexpr double kSlipThreshold = 0.2;
 constexpr double kSignalKeep = 0.99;
 constexpr double kSignalNew = 0.010000000000000009;
 constexpr double kMeanOf16 = 0.0625;
+// Baseband samples between FFT AFC evaluations (64 ms).
+constexpr int32_t kFFTAFCInterval = 32;
 
 int32_t nextRingIndex(int32_t index) {
     return index > tarn::kRingSize - 2 ? 0 : index + 1;
@@ -49,7 +51,7 @@ void TarnData::processInputIQBuffer() {
     constexpr int32_t ring = tarn::kRingSize;
     constexpr int32_t taps = tarn::kFilterTaps;
 
-    // 1-3: the baseband sample, its phase (in units of π) and its power.
+    // The baseband sample, its phase (in units of π) and its power.
     const float i = doFIRFilter(inputAudioI, iqAudioInputIndex, ring, h1, taps);
     secondStageInputAudioI[iqSecondStageIndex] = i;
     const float q = doFIRFilter(inputAudioQ, iqAudioInputIndex, ring, h1, taps);
@@ -58,12 +60,12 @@ void TarnData::processInputIQBuffer() {
         static_cast<float>(std::atan2(static_cast<double>(q), static_cast<double>(i)) / kPi);
     amplitudeBuffer[iqSecondStageIndex] = i * i + q * q;
 
-    // 4: p is the next write position.
+    // p is the next write position.
     iqSecondStageIndex = nextRingIndex(iqSecondStageIndex);
     const int32_t p = iqSecondStageIndex;
     delayDecoder += 1;
 
-    // 5: the bit decision, above the squelch only.
+    // The bit decision, above the squelch only.
     if (signalAtFrequency.load(std::memory_order_relaxed) >
             backgroundNoiseLevel.load(std::memory_order_relaxed) &&
         delayDecoder >= kDecisionHoldOff && p % kSymbolSamples == phaseSyncSubBit) {
@@ -87,7 +89,7 @@ void TarnData::processInputIQBuffer() {
         }
     }
 
-    // 6: symbol timing and signal level, squelched or not.
+    // Symbol timing and signal level, squelched or not.
     if (p % kSymbolSamples == phaseSyncSubBit) {
         // The 16 newest powers, oldest first, as natural logs; diff weighs
         // the older half against the newer half.
@@ -134,20 +136,20 @@ void TarnData::processInputIQBuffer() {
         if (phaseSyncSubBit >= kSymbolSamples) {
             phaseSyncSubBit = 0;
         }
-        // Also catches a NaN from a silent window.
+        // Also resets a NaN (from a window whose log powers sum to 0).
         if (!(timing > -kSlipThreshold && timing < kSlipThreshold)) {
             timing = 0.0f;
         }
         carrierStart.store(timing, std::memory_order_relaxed);
     }
 
-    // 7: AFC above the squelch: the FFT stage every 32 baseband samples
-    // until it hands over, then the phase stage at each decision instant.
+    // AFC above the squelch: the FFT stage every 64 ms until it hands
+    // over, then the phase stage at each decision instant.
     const bool afcOn = _automaticFrequencyControl.load(std::memory_order_relaxed);
     if (afcOn && signalAtFrequency.load(std::memory_order_relaxed) >
                      backgroundNoiseLevel.load(std::memory_order_relaxed)) {
         if (useFFTForAFC.load(std::memory_order_relaxed)) {
-            if (p % 32 == 0) {
+            if (p % kFFTAFCInterval == 0) {
                 FFTBasedAFC();
                 if (!useFFTForAFC.load(std::memory_order_relaxed)) {
                     // Hand-over: the coarse correction becomes the tuning.
@@ -164,8 +166,8 @@ void TarnData::processInputIQBuffer() {
         }
     }
 
-    // 8: the mixer step for the effective frequency (with the AFC
-    // correction while AFC is on), radians per input sample.
+    // The mixer step for the effective frequency (with the AFC correction
+    // while AFC is on), radians per input sample.
     const double offset =
         _automaticFrequencyControl.load(std::memory_order_relaxed)
             ? static_cast<double>(frequencyErrorOffset.load(std::memory_order_relaxed))
