@@ -11,7 +11,17 @@
 #include <QScrollBar>
 #include <QTextCursor>
 
+#include <cstdio>
+
 namespace {
+
+// A number as C's printf formats it (round half to even on the binary value),
+// which QString::asprintf does not follow.
+QString formatted(const char* format, double value) {
+    char text[64];
+    std::snprintf(text, sizeof text, format, value);
+    return QString::fromLatin1(text);
+}
 
 constexpr int kTrimAbove = 2048; // characters in the view before the oldest go
 constexpr int kTrimCount = 1024; // characters dropped at once
@@ -37,18 +47,18 @@ QString receivedText(const std::string& bytes, bool& lastWasCR) {
 
 void TarnViewController::updateafcDisplay() {
     TarnData& engine = *theData();
-    displayAFCOffset()->setText(QString::asprintf(
+    displayAFCOffset()->setText(formatted(
         "%.3f", static_cast<double>(engine.frequencyErrorOffset.load(std::memory_order_relaxed))));
     afcOnOff()->setChecked(engine.automaticFrequencyControl());
 }
 
 void TarnViewController::updateFrequencyDisplay() {
-    displayFrequency()->setText(QString::asprintf("%.1f", theData()->frequency()));
+    displayFrequency()->setText(formatted("%.1f", theData()->frequency()));
     updateafcDisplay();
 }
 
 void TarnViewController::updateSquelchDisplay() {
-    squelchDisplay()->setText(QString::asprintf(
+    squelchDisplay()->setText(formatted(
         "%.1f",
         static_cast<double>(theData()->backgroundNoiseLevel.load(std::memory_order_relaxed))));
 }
@@ -57,7 +67,7 @@ void TarnViewController::updateDisplay() {
     TarnData& engine = *theData();
     updateafcDisplay();
     updateFrequencyDisplay();
-    signalAtFrequency()->setText(QString::asprintf(
+    signalAtFrequency()->setText(formatted(
         "%.1f", static_cast<double>(engine.signalAtFrequency.load(std::memory_order_relaxed))));
 
     if (const std::optional<std::string> drained = engine.drainTextBuffer()) {

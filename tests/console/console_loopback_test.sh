@@ -1,0 +1,142 @@
+#!/bin/bash
+# The console on live audio, end to end: a private PulseAudio server with a
+# null sink stands in for the radio. "tarn-psk31 listen" decodes the sink's
+# monitor while the console test program (on an X server of its own when
+# xvfb-run is there) sets a call sign, types "CQ de \C" and presses Return;
+# the listener must print the expanded text.
+#
+# usage: console_loopback_test.sh PATH/TO/tarn-psk31 PATH/TO/test_console_loopback
+# Exit 77 (skipped) when pulseaudio is not installed. HOME, the runtime
+# directory and the server socket are in a fresh temporary directory; only
+# processes started here are stopped.
+set -u
+
+program=${1:?usage: console_loopback_test.sh TARN-PSK31 TEST-PROGRAM}
+console_test=${2:?usage: console_loopback_test.sh TARN-PSK31 TEST-PROGRAM}
+callsign=TARN9
+if ! command -v pulseaudio > /dev/null; then
+    echo "pulseaudio is not installed: skipped"
+    exit 77
+fi
+
+work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-console-loopback.XXXXXX")
+server_pid=""
+listen_pid=""
+
+stop_process() { # PID: TERM, then KILL after 5 s
+    local pid=$1
+    [ -n "$pid" ] || return 0
+    kill "$pid" 2> /dev/null || return 0
+    for _ in $(seq 50); do
+        kill -0 "$pid" 2> /dev/null || break
+        sleep 0.1
+    done
+    kill -KILL "$pid" 2> /dev/null
+    wait "$pid" 2> /dev/null
+    return 0
+}
+
+cleanup() {
+    stop_process "$listen_pid"
+    stop_process "$server_pid"
+    rm -rf "$work"
+}
+trap cleanup EXIT
+
+wait_for() { # FILE TEXT SECONDS: until FILE contains TEXT
+    for _ in $(seq $(($3 * 20))); do
+        grep -qF -- "$2" "$1" 2> /dev/null && return 0
+        sleep 0.05
+    done
+    return 1
+}
+
+# --- A private sound server ------------------------------------------------
+mkdir -p "$work/home" "$work/run"
+chmod 700 "$work/run"
+export HOME="$work/home"
+export XDG_RUNTIME_DIR="$work/run"
+export PULSE_RUNTIME_PATH="$work/run"
+export PULSE_STATE_PATH="$work/run/state"
+export PULSE_SERVER="unix:$work/run/native"
+export PULSE_CLIENTCONFIG="$work/client.conf"
+unset XDG_CONFIG_HOME PULSE_SINK PULSE_SOURCE ALSA_CONFIG_PATH
+
+cat > "$work/server.pa" << CONF
+load-module module-native-protocol-unix socket=$work/run/native auth-anonymous=1
+load-module module-null-sink sink_name=radio rate=8000 channels=2
+set-default-sink radio
+set-default-source radio.monitor
+CONF
+echo "autospawn = no" > "$work/client.conf"
+# PortAudio reaches the server through ALSA's pulse plugin.
+cat > "$HOME/.asoundrc" << CONF
+pcm.!default { type pulse }
+ctl.!default { type pulse }
+CONF
+
+pulseaudio -n --daemonize=no --exit-idle-time=-1 --use-pid-file=no --disable-shm=yes \
+    --realtime=no --high-priority=no --log-target=stderr -F "$work/server.pa" \
+    < /dev/null >> "$work/server.log" 2>&1 &
+server_pid=$!
+for _ in $(seq 100); do
+    [ -S "$work/run/native" ] && break
+    kill -0 "$server_pid" 2> /dev/null || break
+    sleep 0.1
+done
+if [ ! -S "$work/run/native" ]; then
+    echo "the sound server did not start:"
+    cat "$work/server.log"
+    exit 1
+fi
+
+# --- The listener on the sink's monitor --------------------------------------
+"$program" listen < /dev/null > "$work/listen.out" 2> "$work/listen.err" &
+listen_pid=$!
+if ! wait_for "$work/listen.err" "listening to" 10; then
+    echo "FAIL: listen did not start"
+    cat "$work/listen.err"
+    exit 1
+fi
+sleep 1
+
+# --- The console sends ---------------------------------------------------------
+export TARN_TEST_CALLSIGN=$callsign
+run_console() {
+    if command -v xvfb-run > /dev/null; then
+        QT_QPA_PLATFORM=xcb xvfb-run -a -s "-screen 0 1280x800x24" "$console_test" \
+            > "$work/console.log" 2>&1
+    else
+        QT_QPA_PLATFORM=offscreen "$console_test" > "$work/console.log" 2>&1
+    fi
+    local status=$?
+    if [ "$status" != 0 ] || grep -q "^SKIP" "$work/console.log"; then
+        echo "FAIL: the console test program failed (status $status):"
+        cat "$work/console.log"
+        exit 1
+    fi
+}
+
+# One transmission; a second one only when the listener reports that it lost
+# its input meanwhile (then it missed part of the first through no fault of
+# the sender).
+for attempt in 1 2; do
+    : > "$work/listen.out"
+    losses_before=$(grep -c "Audio device lost" "$work/listen.err")
+    run_console
+    # The last block of 250 ms still has to pass through the receiver.
+    wait_for "$work/listen.out" "CQ de $callsign" 5 && break
+    losses=$(grep -c "Audio device lost" "$work/listen.err")
+    if [ "$attempt" = 1 ] && [ "$losses" -gt "$losses_before" ]; then
+        echo "the listener lost its input during the transmission; sending once more"
+        wait_for "$work/listen.err" "Audio device back" 20
+        continue
+    fi
+    echo "FAIL: the listener did not print \"CQ de $callsign\"; got:"
+    od -c "$work/listen.out" | head -20
+    echo "--- listen's log"
+    cat "$work/listen.err"
+    exit 1
+done
+echo "decoded: $(tr -d '\000' < "$work/listen.out" | tr '\n' ' ')"
+echo "the console's transmission decoded as sent"

@@ -1,0 +1,212 @@
+// Drawing of the spectrum and the waterfall, read back from the GL view's
+// framebuffer. Needs a real GL context (run under Xvfb).
+#include "ConsoleFixture.h"
+#include "SpectrumView.h"
+
+#include <QLabel>
+#include <QLineEdit>
+#include <QtTest>
+
+#include <cmath>
+
+namespace {
+
+// Pixel colour (r, g, b) within `tolerance` of `expected`.
+bool near(QRgb pixel, QRgb expected, int tolerance = 2) {
+    return std::abs(qRed(pixel) - qRed(expected)) <= tolerance &&
+           std::abs(qGreen(pixel) - qGreen(expected)) <= tolerance &&
+           std::abs(qBlue(pixel) - qBlue(expected)) <= tolerance;
+}
+
+// Whether a vertical line at x (0 .. 1 of the width) has `expected` colour
+// in pixel row `row`; a line may land in the column on either side.
+bool lineAt(const QImage& image, double x, int row, QRgb expected) {
+    const int column = static_cast<int>(std::floor(x * image.width()));
+    for (int c = column - 1; c <= column + 1; ++c)
+        if (c >= 0 && c < image.width() && near(image.pixel(c, row), expected))
+            return true;
+    return false;
+}
+
+int rowsOfColour(const QImage& image, int column, QRgb colour) {
+    int count = 0;
+    for (int y = 0; y < image.height(); ++y)
+        count += near(image.pixel(column, y), colour) ? 1 : 0;
+    return count;
+}
+
+const QRgb navy = qRgb(0, 0, 26); // background (0, 0, 0.1)
+const QRgb black = qRgb(0, 0, 0);
+const QRgb white = qRgb(255, 255, 255);
+const QRgb blue = qRgb(0, 0, 255);
+const QRgb rose = qRgb(191, 77, 77); // spectrum width markers (0.75, 0.3, 0.3)
+
+} // namespace
+
+class ConsoleGLTest : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<ConsoleFixture> fixture;
+
+    SpectrumView* shownView(int viewHeight) {
+        TarnViewController& console = *fixture->console;
+        console.resize(1280, 800);
+        console.show();
+        [&] { QVERIFY(QTest::qWaitForWindowExposed(&console)); }();
+        SpectrumView* view = console.spectrumDisplay();
+        view->setFixedHeight(viewHeight);
+        QCoreApplication::processEvents();
+        return view;
+    }
+
+private slots:
+    void init() { fixture = std::make_unique<ConsoleFixture>(); }
+    void cleanup() { fixture.reset(); }
+
+    void waterfallColoursAndMarkers() {
+        SpectrumView* view = shownView(300);
+        fixture->fillAllRows(0.75f);
+        QImage image = view->drawAndGrab();
+        QCOMPARE(image.height(), 300);
+        const int middle = image.height() / 2;
+        // 0.75 -> (0.25, 0.5, 0.5)
+        QVERIFY(lineAt(image, 0.25, middle, qRgb(64, 128, 128)));
+        // Tuned marker blue at (1500 - 501) / 2000; width markers white
+        // 32.768 Hz apart around it.
+        const double x0 = (1500.0 - 501.0) / 2000.0;
+        const double halfWidth = 32.768 / 2000.0 / 2.0;
+        QVERIFY(lineAt(image, x0, middle, blue));
+        QVERIFY(lineAt(image, x0 - halfWidth, middle, white));
+        QVERIFY(lineAt(image, x0 + halfWidth, middle, white));
+        QVERIFY(!lineAt(image, x0 - 2 * halfWidth, middle, white));
+
+        fixture->fillAllRows(2.0f); // -> (0.667, 1, 1)
+        image = view->drawAndGrab();
+        QVERIFY(lineAt(image, 0.25, middle, qRgb(170, 255, 255)));
+    }
+
+    void waterfallRowsFollowTheHeight() {
+        // Below 512 points: one row per point, newest at the top, no gaps.
+        SpectrumView* view = shownView(200);
+        fixture->fillAllRows(0.0f);
+        fixture->fillRow(0, 3.0f);
+        QImage image = view->drawAndGrab();
+        const int column = image.width() / 4;
+        QVERIFY(near(image.pixel(column, 0), white));
+        QVERIFY(near(image.pixel(column, 2), black));
+        QCOMPARE(rowsOfColour(image, column, navy), 0);
+
+        // Above 512 points only 512 rows are drawn; the rest stays background.
+        view->setFixedHeight(600);
+        QCoreApplication::processEvents();
+        image = view->drawAndGrab();
+        QCOMPARE(image.height(), 600);
+        const int background = rowsOfColour(image, column, navy);
+        QVERIFY2(background >= 80 && background <= 90, qPrintable(QString::number(background)));
+    }
+
+    void spectrumTraceScalesToTheStrongestBin() {
+        SpectrumView* view = shownView(300);
+        fixture->console->switchViews();
+        QCOMPARE(fixture->console->displayMode, 1);
+        // Bin 128 is 1000 Hz, drawn at x = (128 - 64) / 256 = 0.25.
+        fixture->fillAllRows(0.5f);
+        for (int r = 0; r < 32; ++r)
+            const_cast<float*>(fixture->engine().getCurrentSpectrum(r))[128] = 2.0f;
+        QImage image = view->drawAndGrab();
+        const int quarter = static_cast<int>(image.width() * 0.25);
+        QVERIFY(lineAt(image, 0.25, 3, white));                        // peak reaches the top
+        QVERIFY(lineAt(image, 63.5 / 256, image.height() / 2, white)); // its flanks
+        // Flat elsewhere, along the bottom edge.
+        QVERIFY(rowsOfColour(image, image.width() * 3 / 4, white) <= 1);
+        const double x0 = (1500.0 - 501.0) / 2000.0;
+        const double halfWidth = 32.768 / 2000.0 / 2.0;
+        QVERIFY(lineAt(image, x0, 100, white));
+        QVERIFY(lineAt(image, x0 - halfWidth, 100, rose));
+        QVERIFY(lineAt(image, x0 + halfWidth, 100, rose));
+
+        // A strongest bin below 1.0 is not stretched to the top: 0.8 over
+        // 0.5 reaches (0.8 - 0.5) / (1.0 - 0.5) = 0.6 of the height.
+        for (int r = 0; r < 32; ++r)
+            const_cast<float*>(fixture->engine().getCurrentSpectrum(r))[128] = 0.8f;
+        image = view->drawAndGrab();
+        QVERIFY(!near(image.pixel(quarter, image.height() * 30 / 100), white));
+        QVERIFY(lineAt(image, 63.9 / 256, image.height() * 45 / 100, white));
+    }
+
+    void zoomedMarkersStandAroundTheTunedFrequency() {
+        SpectrumView* view = shownView(300);
+        fixture->fillAllRows(0.0f);
+        fixture->console->zoomPressed();
+        const QImage image = view->drawAndGrab();
+        // Waterfall zoomed: 1245 .. 1757 Hz.
+        const double x0 = (1500.0 - 1245.0) / 512.0;
+        const double halfWidth = 32.768 / 512.0 / 2.0;
+        QVERIFY(lineAt(image, x0, 150, blue));
+        QVERIFY(lineAt(image, x0 - halfWidth, 150, white));
+        QVERIFY(lineAt(image, x0 + halfWidth, 150, white));
+    }
+
+    void nothingIsDrawnInAnotherModeOrInTheBackground() {
+        SpectrumView* view = shownView(300);
+        fixture->fillAllRows(0.75f);
+        const QRgb before = view->drawAndGrab().pixel(320, 150);
+        QVERIFY(near(before, qRgb(64, 128, 128)));
+        fixture->fillAllRows(3.0f);
+        fixture->console->displayMode = 2;
+        QCOMPARE(view->drawAndGrab().pixel(320, 150), before);
+        fixture->console->displayMode = 0;
+        fixture->console->inBackground = true;
+        QCOMPARE(view->drawAndGrab().pixel(320, 150), before);
+    }
+
+    void escapeClosesTheKeyboard() {
+        shownView(300);
+        fixture->console->activateWindow();
+        fixture->console->textInput()->setFocus();
+        QVERIFY(QTest::qWaitFor([&] { return fixture->console->textInput()->hasFocus(); }));
+        QTest::keyClick(fixture->console->textInput(), Qt::Key_Escape);
+        QVERIFY(!fixture->console->textInput()->hasFocus());
+
+        // A one-finger swipe down anywhere on the console does the same; a
+        // sideways one does not.
+        QPointingDevice* touchScreen = QTest::createTouchDevice();
+        QWindow* window = fixture->console->windowHandle();
+        // Start on a label, which takes no focus when touched.
+        const QPoint start =
+            fixture->console->signalAtFrequency()->mapTo(fixture->console.get(), QPoint(2, 2));
+        fixture->console->textInput()->setFocus();
+        QVERIFY(QTest::qWaitFor([&] { return fixture->console->textInput()->hasFocus(); }));
+        QTest::touchEvent(window, touchScreen).press(0, start);
+        QTest::touchEvent(window, touchScreen).move(0, start + QPoint(100, 40));
+        QTest::touchEvent(window, touchScreen).release(0, start + QPoint(100, 40));
+        QVERIFY(fixture->console->textInput()->hasFocus());
+        QTest::touchEvent(window, touchScreen).press(0, start);
+        QTest::touchEvent(window, touchScreen).move(0, start + QPoint(10, 60));
+        QTest::touchEvent(window, touchScreen).release(0, start + QPoint(10, 60));
+        QVERIFY(!fixture->console->textInput()->hasFocus());
+    }
+
+    void backgroundReleasesTheContextAndForegroundMakesANewOne() {
+        shownView(300);
+        TarnViewController& console = *fixture->console;
+        const int created = SpectrumView::contextsCreated();
+        const int released = SpectrumView::contextsReleased();
+        console.enteredBackground();
+        QVERIFY(console.inBackground);
+        QVERIFY(console.spectrumDisplay() == nullptr);
+        QCOMPARE(SpectrumView::contextsReleased(), released + 1);
+        console.updateDisplay(); // a timer still running draws nothing
+
+        console.enteredForground();
+        QVERIFY(!console.inBackground);
+        QVERIFY(console.spectrumDisplay() != nullptr);
+        fixture->fillAllRows(2.0f);
+        const QImage image = console.spectrumDisplay()->drawAndGrab();
+        QCOMPARE(SpectrumView::contextsCreated(), created + 1);
+        QVERIFY(lineAt(image, 0.25, image.height() / 2, qRgb(170, 255, 255)));
+    }
+};
+
+QTEST_MAIN(ConsoleGLTest)
+#include "test_console_gl.moc"
