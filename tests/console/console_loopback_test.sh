@@ -6,9 +6,8 @@
 # the listener must print the expanded text.
 #
 # usage: console_loopback_test.sh PATH/TO/tarn-psk31 PATH/TO/test_console_loopback
-# Exit 77 (skipped) when pulseaudio is not installed. HOME, the runtime
-# directory and the server socket are in a fresh temporary directory; only
-# processes started here are stopped.
+# Exit 77 (skipped) when pulseaudio is not installed. Only processes started
+# here are stopped.
 set -u
 
 program=${1:?usage: console_loopback_test.sh TARN-PSK31 TEST-PROGRAM}
@@ -19,76 +18,19 @@ if ! command -v pulseaudio > /dev/null; then
     exit 77
 fi
 
-work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-console-loopback.XXXXXX")
-server_pid=""
-listen_pid=""
+. "$(dirname "$0")/../support/private_pulse.sh"
 
-stop_process() { # PID: TERM, then KILL after 5 s
-    local pid=$1
-    [ -n "$pid" ] || return 0
-    kill "$pid" 2> /dev/null || return 0
-    for _ in $(seq 50); do
-        kill -0 "$pid" 2> /dev/null || break
-        sleep 0.1
-    done
-    kill -KILL "$pid" 2> /dev/null
-    wait "$pid" 2> /dev/null
-    return 0
-}
+work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-console-loopback.XXXXXX")
+listen_pid=""
 
 cleanup() {
     stop_process "$listen_pid"
-    stop_process "$server_pid"
+    stop_process "$private_pulse_pid"
     rm -rf "$work"
 }
 trap cleanup EXIT
 
-wait_for() { # FILE TEXT SECONDS: until FILE contains TEXT
-    for _ in $(seq $(($3 * 20))); do
-        grep -qF -- "$2" "$1" 2> /dev/null && return 0
-        sleep 0.05
-    done
-    return 1
-}
-
-# --- A private sound server ------------------------------------------------
-mkdir -p "$work/home" "$work/run"
-chmod 700 "$work/run"
-export HOME="$work/home"
-export XDG_RUNTIME_DIR="$work/run"
-export PULSE_RUNTIME_PATH="$work/run"
-export PULSE_STATE_PATH="$work/run/state"
-export PULSE_SERVER="unix:$work/run/native"
-export PULSE_CLIENTCONFIG="$work/client.conf"
-unset XDG_CONFIG_HOME PULSE_SINK PULSE_SOURCE ALSA_CONFIG_PATH
-
-cat > "$work/server.pa" << CONF
-load-module module-native-protocol-unix socket=$work/run/native auth-anonymous=1
-load-module module-null-sink sink_name=radio rate=8000 channels=2
-set-default-sink radio
-set-default-source radio.monitor
-CONF
-echo "autospawn = no" > "$work/client.conf"
-# PortAudio reaches the server through ALSA's pulse plugin.
-cat > "$HOME/.asoundrc" << CONF
-pcm.!default { type pulse }
-ctl.!default { type pulse }
-CONF
-
-pulseaudio -n --daemonize=no --exit-idle-time=-1 --use-pid-file=no --disable-shm=yes \
-    --realtime=no --high-priority=no --log-target=stderr -F "$work/server.pa" \
-    < /dev/null >> "$work/server.log" 2>&1 &
-server_pid=$!
-for _ in $(seq 100); do
-    [ -S "$work/run/native" ] && break
-    kill -0 "$server_pid" 2> /dev/null || break
-    sleep 0.1
-done
-if [ ! -S "$work/run/native" ]; then
-    echo "the sound server did not start:"
-    cat "$work/server.log"
-    exit 1
-fi
+start_private_pulse "$work" || exit 1
 
 # --- The listener on the sink's monitor --------------------------------------
 "$program" listen < /dev/null > "$work/listen.out" 2> "$work/listen.err" &

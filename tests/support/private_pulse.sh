@@ -1,0 +1,71 @@
+# Shell helpers for live-audio tests: a private PulseAudio server with a null
+# sink "radio" (8000 Hz, two channels) standing in for the radio, reached by
+# PortAudio through ALSA's pulse plugin. Source this file, then call
+# start_private_pulse WORKDIR. HOME, the runtime directory and the socket are
+# inside WORKDIR, so nothing of the user's is touched; the caller stops the
+# server (its pid is in private_pulse_pid) with stop_process.
+
+stop_process() { # PID: TERM, then KILL after 5 s
+    local pid=$1
+    [ -n "$pid" ] || return 0
+    kill "$pid" 2> /dev/null || return 0
+    for _ in $(seq 50); do
+        kill -0 "$pid" 2> /dev/null || break
+        sleep 0.1
+    done
+    kill -KILL "$pid" 2> /dev/null
+    wait "$pid" 2> /dev/null
+    return 0
+}
+
+wait_for() { # FILE TEXT SECONDS: until FILE contains TEXT
+    for _ in $(seq $(($3 * 20))); do
+        grep -qF -- "$2" "$1" 2> /dev/null && return 0
+        sleep 0.05
+    done
+    return 1
+}
+
+private_pulse_pid=""
+
+# Sets up the environment for a server in WORKDIR and starts it; returns 1
+# (after printing its log) when it does not come up.
+start_private_pulse() { # WORKDIR
+    local work=$1
+    mkdir -p "$work/home" "$work/run"
+    chmod 700 "$work/run"
+    export HOME="$work/home"
+    export XDG_RUNTIME_DIR="$work/run"
+    export PULSE_RUNTIME_PATH="$work/run"
+    export PULSE_STATE_PATH="$work/run/state"
+    export PULSE_SERVER="unix:$work/run/native"
+    export PULSE_CLIENTCONFIG="$work/client.conf"
+    unset XDG_CONFIG_HOME PULSE_SINK PULSE_SOURCE ALSA_CONFIG_PATH
+
+    cat > "$work/server.pa" << CONF
+load-module module-native-protocol-unix socket=$work/run/native auth-anonymous=1
+load-module module-null-sink sink_name=radio rate=8000 channels=2
+set-default-sink radio
+set-default-source radio.monitor
+CONF
+    # A client must never start a server of its own.
+    echo "autospawn = no" > "$work/client.conf"
+    cat > "$HOME/.asoundrc" << CONF
+pcm.!default { type pulse }
+ctl.!default { type pulse }
+CONF
+
+    # Running as root (as CI does) only earns a warning in this per-user mode.
+    pulseaudio -n --daemonize=no --exit-idle-time=-1 --use-pid-file=no --disable-shm=yes \
+        --realtime=no --high-priority=no --log-target=stderr -F "$work/server.pa" \
+        < /dev/null >> "$work/server.log" 2>&1 &
+    private_pulse_pid=$!
+    for _ in $(seq 100); do
+        [ -S "$work/run/native" ] && return 0
+        kill -0 "$private_pulse_pid" 2> /dev/null || break
+        sleep 0.1
+    done
+    echo "the sound server did not start:"
+    cat "$work/server.log"
+    return 1
+}
