@@ -8,6 +8,9 @@
 #define TARN_PSK31_COMMANDS(X)                                                                     \
     X("decode", decodeCommand, "decode a recording to text on standard output")                    \
     X("encode", encodeCommand, "render text as a PSK31 recording (WAV)")                           \
+    X("devices", devicesCommand, "list the audio inputs and outputs")                              \
+    X("listen", listenCommand, "decode live from an audio input to standard output")               \
+    X("send", sendCommand, "play one message on an audio output")                                  \
     X("spectrum", spectrumCommand, "draw a recording's waterfall as a PNG picture")
 
 namespace cli {

@@ -1,0 +1,53 @@
+// The machine's audio devices as PortAudio sees them, and the choice of a
+// device by the name the operator gave.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace tarnaudio {
+
+// Device setting meaning "whatever the system uses by default".
+inline constexpr const char* kSystemDefault = "System default";
+
+struct DeviceInfo {
+    int index;        // PortAudio device index
+    std::string name; // as shown to the operator and matched by name
+    std::string hostApi;
+    int inputChannels;  // 0 for an output-only device
+    int outputChannels; // 0 for an input-only device
+    double defaultRate; // Hz
+    bool defaultInput;
+    bool defaultOutput;
+};
+
+// The devices of the current PortAudio session (Pa_Initialize must be in
+// effect).
+std::vector<DeviceInfo> listDevices();
+
+// The device for a setting: the system default input (or output) when the
+// name is empty or "System default", else the device of exactly that name,
+// else the one device whose name contains it (ignoring case). Nothing when
+// no device fits or the name is ambiguous.
+std::optional<int> findDevice(const std::string& name, bool input);
+
+// Opens PortAudio for a short while (for listing devices outside a running
+// platform): the status of Pa_Initialize, 0 on success.
+class PortAudioSession {
+public:
+    PortAudioSession();
+    ~PortAudioSession();
+    PortAudioSession(const PortAudioSession&) = delete;
+    PortAudioSession& operator=(const PortAudioSession&) = delete;
+    int status() const { return error; }
+
+private:
+    int error;
+};
+
+// Pa_Initialize with the audio libraries' own complaints about absent
+// sound servers and cards kept off the terminal.
+int initializePortAudioQuietly();
+
+} // namespace tarnaudio

@@ -1,0 +1,126 @@
+// tarn-psk31 listen: live receive from an audio input, text to standard
+// output as it is decoded, until Ctrl-C or SIGTERM.
+#include "CommandLine.h"
+#include "DecodeRun.h"
+#include "Interrupt.h"
+#include "PortAudioPlatform.h"
+
+#include <chrono>
+#include <cstdio>
+#include <thread>
+
+namespace cli {
+
+namespace {
+
+// How often the received text is collected and written (seconds).
+constexpr auto kDrainInterval = std::chrono::milliseconds(100);
+
+void printListenHelp(std::FILE* out) {
+    std::fprintf(out,
+                 "usage: tarn-psk31 listen [--input-device NAME] [OPTIONS]\n"
+                 "Receives from an audio input (the radio's audio) and writes the decoded\n"
+                 "text to standard output as it arrives, until Ctrl-C or SIGTERM. The\n"
+                 "input is used at 8000 Hz, converted if the device runs at another rate.\n"
+                 "If the device or the sound server goes away, listening resumes when it\n"
+                 "is back.\n\n"
+                 "options:\n"
+                 "  --input-device NAME  input to listen to, by name or a unique part of it\n"
+                 "                       (default: the system default; see 'devices')\n"
+                 "%s"
+                 "  -h, --help           show this help\n"
+                 "The time of --retune-at counts from the start of listening; --trace and\n"
+                 "--channel apply to recordings only.\n",
+                 kReceiveOptionsHelp);
+}
+
+} // namespace
+
+int listenCommand(int argc, char** argv) {
+    const char* const command = "listen";
+    DecodeOptions options;
+    tarnaudio::AudioOptions audio;
+    ArgumentReader arguments(argc, argv);
+    while (arguments.next()) {
+        const std::string& name = arguments.option();
+        if (name == "--help" || name == "-h") {
+            printListenHelp(stdout);
+            return kExitOk;
+        }
+        if (name.empty()) {
+            return reportUsageError(command, "unexpected argument " + quoted(arguments.text()));
+        }
+        if (name == "--input-device") {
+            const std::optional<std::string> value = arguments.value();
+            if (!value || value->empty()) {
+                return reportUsageError(command,
+                                        value ? "empty --input-device" : arguments.error());
+            }
+            audio.inputDevice = *value;
+            continue;
+        }
+        if (name == "--trace" || name == "--channel") {
+            return reportUsageError(command, name + " applies to recordings only (decode)");
+        }
+        switch (parseReceiveOption(arguments, options, command)) {
+        case OptionParse::taken:
+            continue;
+        case OptionParse::invalid:
+            return kExitUsage;
+        case OptionParse::notMine:
+            reportError(command, "unknown option " + quoted(arguments.text()));
+            printListenHelp(stderr);
+            return kExitUsage;
+        }
+    }
+
+    tarnaudio::PortAudioPlatform platform(audio);
+    DecodeSession session(options, &platform);
+    if (!session.ready()) {
+        platform.shutdown();
+        reportError(command, "the receiver could not be started");
+        return kExitFailure;
+    }
+    if (!platform.inputRunning()) {
+        platform.shutdown();
+        const std::string device =
+            audio.inputDevice.empty() ? "the default input" : "input " + quoted(audio.inputDevice);
+        return reportUsageError(command, "cannot record from " + device +
+                                             " (no sound server or device?); "
+                                             "'tarn-psk31 devices' lists the inputs");
+    }
+
+    const InterruptGuard interruptGuard;
+    std::fprintf(stderr, "tarn-psk31 listen: listening to %s at %.1f Hz; Ctrl-C stops\n",
+                 quoted(platform.inputDeviceName()).c_str(), session.engine().frequency());
+    TarnData& engine = session.engine();
+    const auto started = std::chrono::steady_clock::now();
+    bool retuned = false;
+    bool written = true;
+    while (InterruptGuard::received() == 0 && written) {
+        std::this_thread::sleep_for(kDrainInterval);
+        if (options.retuneAt && !retuned &&
+            std::chrono::steady_clock::now() - started >=
+                std::chrono::duration<double>(*options.retuneAt)) {
+            engine.setFrequency(options.frequency);
+            retuned = true;
+        }
+        while (std::optional<std::string> text = engine.drainTextBuffer()) {
+            written = std::fwrite(text->data(), 1, text->size(), stdout) == text->size() && written;
+        }
+        written = std::fflush(stdout) == 0 && written;
+    }
+    // The audio threads stop before the engine goes.
+    platform.shutdown();
+    while (std::optional<std::string> text = engine.drainTextBuffer()) {
+        std::fwrite(text->data(), 1, text->size(), stdout);
+    }
+    std::fflush(stdout);
+    if (!written) {
+        reportError(command, "cannot write the received text");
+        return kExitFailure;
+    }
+    return kExitOk;
+}
+
+} // namespace cli

@@ -1,0 +1,166 @@
+// tarn-psk31 send: one message on the air through an audio output, as the
+// console sends it; returns when it has been played.
+#include "CommandLine.h"
+#include "Interrupt.h"
+#include "PortAudioPlatform.h"
+#include "TarnData.h"
+
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <thread>
+
+namespace cli {
+
+namespace {
+
+// Longest text accepted: the whole signal is rendered before it plays (about
+// 10 kB of samples per character) and takes about half an hour on the air.
+constexpr size_t kMaxTextBytes = 8192;
+
+void printSendHelp(std::FILE* out) {
+    std::fputs("usage: tarn-psk31 send (--text TEXT | --text-file FILE) [OPTIONS]\n"
+               "Plays one PSK31 message on an audio output (to the transmitter's audio\n"
+               "input) and returns when it has been played. Ctrl-C ends the\n"
+               "transmission early. The text is sent byte for byte; a line feed is not\n"
+               "added.\n\n"
+               "options:\n"
+               "  --text TEXT           the message\n"
+               "  --text-file FILE      the message, read from a file\n"
+               "  --output-device NAME  output to play on, by name or a unique part of it\n"
+               "                        (default: the system default; see 'devices')\n"
+               "  --speaker             play on the system default output instead\n"
+               "  --frequency HZ        carrier, 500 .. 2500 Hz (default 1500)\n"
+               "  -h, --help            show this help\n",
+               out);
+}
+
+std::optional<std::string> readTextFile(const std::string& path, std::string& error) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) {
+        error = "cannot read " + quoted(path) + ": " + std::strerror(errno);
+        return std::nullopt;
+    }
+    std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+    if (file.bad()) {
+        error = "cannot read " + quoted(path);
+        return std::nullopt;
+    }
+    return text;
+}
+
+} // namespace
+
+int sendCommand(int argc, char** argv) {
+    const char* const command = "send";
+    std::optional<std::string> text;
+    std::optional<std::string> textFile;
+    double frequency = 1500.0;
+    bool speaker = false;
+    tarnaudio::AudioOptions audio;
+    audio.useInput = false;
+    ArgumentReader arguments(argc, argv);
+    while (arguments.next()) {
+        const std::string& name = arguments.option();
+        if (name == "--help" || name == "-h") {
+            printSendHelp(stdout);
+            return kExitOk;
+        }
+        if (name == "--speaker") {
+            speaker = true;
+            continue;
+        }
+        if (name != "--text" && name != "--text-file" && name != "--output-device" &&
+            name != "--frequency") {
+            reportError(command, (name.empty() ? "unexpected argument " : "unknown option ") +
+                                     quoted(arguments.text()));
+            printSendHelp(stderr);
+            return kExitUsage;
+        }
+        const std::optional<std::string> value = arguments.value();
+        if (!value) {
+            return reportUsageError(command, arguments.error());
+        }
+        if (name == "--text" || name == "--text-file") {
+            if (text || textFile) {
+                return reportUsageError(command, "give one of --text and --text-file, once");
+            }
+            (name == "--text" ? text : textFile) = *value;
+        } else if (name == "--output-device") {
+            if (value->empty()) {
+                return reportUsageError(command, "empty --output-device");
+            }
+            audio.outputDevice = *value;
+        } else {
+            const std::optional<double> hz = parseNumber(*value);
+            if (!hz) {
+                return reportUsageError(command, "invalid --frequency " + quoted(*value) +
+                                                     ": expected a frequency in Hz");
+            }
+            frequency = *hz;
+            warnIfFrequencyClamped(command, frequency);
+        }
+    }
+    if (textFile) {
+        std::string error;
+        text = readTextFile(*textFile, error);
+        if (!text) {
+            return reportUsageError(command, error);
+        }
+    }
+    if (!text) {
+        reportError(command, "no message given");
+        printSendHelp(stderr);
+        return kExitUsage;
+    }
+    if (text->size() > kMaxTextBytes) {
+        return reportUsageError(command, "the message has " + std::to_string(text->size()) +
+                                             " bytes; at most " + std::to_string(kMaxTextBytes) +
+                                             " can be sent at once");
+    }
+
+    tarnaudio::PortAudioPlatform platform(audio);
+    std::unique_ptr<TarnData> engine = TarnData::create(platform);
+    if (!engine) {
+        platform.shutdown();
+        reportError(command, "the transmitter could not be started");
+        return kExitFailure;
+    }
+    engine->setFrequency(frequency);
+    engine->setForceOutputToSpeaker(speaker);
+
+    const InterruptGuard interruptGuard;
+    std::fprintf(stderr, "tarn-psk31 send: sending %zu characters at %.1f Hz\n", text->size(),
+                 engine->frequency());
+    std::fflush(stderr);
+    engine->sendString(std::string_view(*text));
+    if (!engine->isSending.load(std::memory_order_relaxed)) {
+        platform.shutdown();
+        const std::string device = speaker || audio.outputDevice.empty()
+                                       ? "the default output"
+                                       : "output " + quoted(audio.outputDevice);
+        reportError(command, "cannot play on " + device +
+                                 " (no sound server or device?); "
+                                 "'tarn-psk31 devices' lists the outputs");
+        return kExitFailure;
+    }
+    int signal = 0;
+    while (engine->isSending.load(std::memory_order_relaxed)) {
+        if ((signal = InterruptGuard::received()) != 0) {
+            // Ends the transmission as the render callback would: output
+            // stopped, route released, idle.
+            engine->stopAudioOutput();
+            break;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    // The last samples are still in the host's buffers: let them play.
+    platform.waitForOutputToFinish();
+    platform.shutdown();
+    return signal ? 128 + signal : kExitOk;
+}
+
+} // namespace cli
