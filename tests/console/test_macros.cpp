@@ -117,16 +117,8 @@ private slots:
         QTest::newRow("backslash-backslash-n") << ""
                                                << "\\\\n"
                                                << "\\n";
-        QTest::newRow("appends to typed text") << "typed "
-                                               << "macro"
-                                               << "typed macro";
-        QTest::newRow("empty macro") << "typed"
-                                     << ""
-                                     << "typed";
         QTest::newRow("low 8 bits, ASCII only")
             << "" << QString::fromUtf16(u"caf\u00e9 \u0141!") << "caf A!";
-        QTest::newRow("backslash before a non-ASCII")
-            << "" << QString::fromUtf16(u"\\\u00e9") << "\\";
     }
     void firstPass() {
         QFETCH(QString, before);
@@ -167,15 +159,6 @@ private slots:
         field()->setText(typed);
         console->processMacroBeforeOutput();
         QCOMPARE(field()->text(), expanded);
-    }
-
-    void expansionsGoInWhole() {
-        store->setObject(QString::fromUtf16(u"F6\u00e9\u0141"), QStringLiteral("callsign"));
-        store->setObject(QStringLiteral("JN18"), QStringLiteral("location"));
-        console->qsoInput()->setText(QString::fromUtf16(u"Ren\u00e9"));
-        field()->setText(QStringLiteral("\\C \\L \\S"));
-        console->processMacroBeforeOutput();
-        QCOMPARE(field()->text(), QString::fromUtf16(u"F6\u00e9\u0141 JN18 Ren\u00e9"));
     }
 
     void typedTextIsExpandedSentEchoedAndCleared() {
@@ -275,14 +258,6 @@ private slots:
         QCOMPARE(field()->text(), QStringLiteral("not yet"));
         QVERIFY(console->textFieldShouldReturn(field()));
         verifySent(QStringLiteral("not yet\n"));
-    }
-
-    void nullStringAppendsNothing() {
-        field()->setText(QStringLiteral("x"));
-        console->appendStringToInputString(nullptr);
-        console->appendCharToInputString(0x141); // low 8 bits: 'A'
-        console->appendCharToInputString(0xe9);
-        QCOMPARE(field()->text(), QStringLiteral("xA"));
     }
 
     void syncFoldsTheCorrectionInAndSwitchesAFCOff() {
