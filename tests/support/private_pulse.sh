@@ -1,5 +1,7 @@
 # Shell helpers for live-audio tests: a private PulseAudio server with a null
-# sink "radio" (8000 Hz, two channels) standing in for the radio, reached by
+# sink "radio" (8000 Hz, two channels) standing in for the radio, whose left
+# channel (the one carrying the signal) comes back as the mono default source
+# "radio_left", as a cable from the transmitter's audio would; reached by
 # PortAudio through ALSA's pulse plugin. Source this file, then call
 # start_private_pulse WORKDIR. HOME, the runtime directory and the socket are
 # inside WORKDIR, so nothing of the user's is touched; the caller stops the
@@ -45,8 +47,9 @@ start_private_pulse() { # WORKDIR
     cat > "$work/server.pa" << CONF
 load-module module-native-protocol-unix socket=$work/run/native auth-anonymous=1
 load-module module-null-sink sink_name=radio rate=8000 channels=2
+load-module module-remap-source source_name=radio_left master=radio.monitor channels=1 master_channel_map=front-left channel_map=mono
 set-default-sink radio
-set-default-source radio.monitor
+set-default-source radio_left
 CONF
     # A client must never start a server of its own.
     echo "autospawn = no" > "$work/client.conf"
