@@ -1,9 +1,15 @@
 #include "AudioBackend.h"
 
-#include "AudioPlatform.h"
+#include "PortAudioPlatform.h"
 #include "SettingsStore.h"
 
-AudioBackend::AudioBackend(SettingsStore&, FormFactor formFactor)
-    : audio(std::make_unique<NullAudioPlatform>(static_cast<int>(formFactor))) {}
+AudioBackend::AudioBackend(SettingsStore& store, FormFactor formFactor) {
+    tarnaudio::AudioOptions options;
+    options.inputDevice = store.stringForKey("radioInputDevice").value_or(QString()).toStdString();
+    options.outputDevice =
+        store.stringForKey("radioOutputDevice").value_or(QString()).toStdString();
+    options.phone = formFactor == FormFactor::phone;
+    audio = std::make_unique<tarnaudio::PortAudioPlatform>(options);
+}
 
 AudioBackend::~AudioBackend() = default;

@@ -1,7 +1,7 @@
 // The machine's audio system for the engine: the radio's sound devices
-// through PortAudio, or no hardware at all when the console is built without
-// it. Device names come from the settings "radioInputDevice" and
-// "radioOutputDevice" (empty: the system's default devices).
+// through PortAudio. Device names come from the settings "radioInputDevice"
+// and "radioOutputDevice" (empty: the system's default devices). Without a
+// sound device or server the console still runs; the engine logs what failed.
 #pragma once
 
 #include "TarnViewController.h"

@@ -16,6 +16,9 @@ SpectrumView::SpectrumView(QWidget* parent) : QOpenGLWidget(parent) {
     format.setProfile(QSurfaceFormat::CompatibilityProfile);
     format.setDepthBufferSize(16);
     setFormat(format);
+    // Keep the last frame between ticks: repaints the window system asks for
+    // (expose, grab) show it instead of an empty surface.
+    setUpdateBehavior(QOpenGLWidget::PartialUpdate);
     setAttribute(Qt::WA_AcceptTouchEvents);
     setMinimumSize(100, 60);
 }

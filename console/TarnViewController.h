@@ -189,11 +189,12 @@ private:
     AudioPlatform& platform;
     SettingsStore& store;
     FormFactor deviceFormFactor;
+    // The engine is built on the player: declared first, the player outlives it.
+    std::unique_ptr<RecordingPlayer> player;
     std::unique_ptr<TarnData> _theData;
     QPointer<SpectrumView> spectrumView;
     QLabel* txLabel = nullptr;
     QAction* playAction = nullptr;
-    std::unique_ptr<RecordingPlayer> player;
     Qt::ApplicationState lastApplicationState = Qt::ApplicationInactive;
     bool launchActivationSeen = false;
     std::optional<QPointF> swipeStart; // global position of a one-finger touch
