@@ -54,6 +54,13 @@ void showTxIndicator(QToolBar* toolbar, QLabel* indicator, bool shown) {
     indicator->setVisible(shown);
 }
 
+// Macro button n (1..10): its text ("b1Text".."b10Text"), read from the store
+// at the moment of the press, goes through the first pass.
+void pressMacroButton(TarnViewController& console, int n) {
+    console.processMacro(
+        console.settingsStore().stringForKey(QStringLiteral("b%1Text").arg(n)).value_or(QString()));
+}
+
 std::u16string_view utf16View(const QString& text) {
     return {reinterpret_cast<const char16_t*>(text.utf16()), static_cast<size_t>(text.size())};
 }
@@ -61,34 +68,34 @@ std::u16string_view utf16View(const QString& text) {
 } // namespace
 
 void TarnViewController::m1ButtonPressed() {
-    processMacro(store.stringForKey(QStringLiteral("b1Text")).value_or(QString()));
+    pressMacroButton(*this, 1);
 }
 void TarnViewController::m2ButtonPressed() {
-    processMacro(store.stringForKey(QStringLiteral("b2Text")).value_or(QString()));
+    pressMacroButton(*this, 2);
 }
 void TarnViewController::m3ButtonPressed() {
-    processMacro(store.stringForKey(QStringLiteral("b3Text")).value_or(QString()));
+    pressMacroButton(*this, 3);
 }
 void TarnViewController::m4ButtonPressed() {
-    processMacro(store.stringForKey(QStringLiteral("b4Text")).value_or(QString()));
+    pressMacroButton(*this, 4);
 }
 void TarnViewController::m5ButtonPressed() {
-    processMacro(store.stringForKey(QStringLiteral("b5Text")).value_or(QString()));
+    pressMacroButton(*this, 5);
 }
 void TarnViewController::m6ButtonPressed() {
-    processMacro(store.stringForKey(QStringLiteral("b6Text")).value_or(QString()));
+    pressMacroButton(*this, 6);
 }
 void TarnViewController::m7ButtonPressed() {
-    processMacro(store.stringForKey(QStringLiteral("b7Text")).value_or(QString()));
+    pressMacroButton(*this, 7);
 }
 void TarnViewController::m8ButtonPressed() {
-    processMacro(store.stringForKey(QStringLiteral("b8Text")).value_or(QString()));
+    pressMacroButton(*this, 8);
 }
 void TarnViewController::m9ButtonPressed() {
-    processMacro(store.stringForKey(QStringLiteral("b9Text")).value_or(QString()));
+    pressMacroButton(*this, 9);
 }
 void TarnViewController::m10ButtonPressed() {
-    processMacro(store.stringForKey(QStringLiteral("b10Text")).value_or(QString()));
+    pressMacroButton(*this, 10);
 }
 
 void TarnViewController::processMacro(const QString& macroText) {
