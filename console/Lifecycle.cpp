@@ -61,6 +61,7 @@ void TarnViewController::viewDidLoad() {
     // The display gets the larger share of the height.
     ui->displaySplitter->setStretchFactor(0, 3);
     ui->displaySplitter->setStretchFactor(1, 2);
+    ui->displaySplitter->setSizes({600, 400});
     // Tablets have rounded corners on the display and the received text.
     if (deviceFormFactor == FormFactor::tablet) {
         new RoundedCorners(ui->spectrumHolder, kTabletCornerRadius);

@@ -30,7 +30,7 @@ G4ABC 599 001 DL2XYZ TU
 
 # The near station carries the noise (its file is the longer one), the far
 # one is clean; each is mixed at half level so the sum stays below full scale.
-"$tool" encode --frequency 1500 --noise 0.2 --seed 7 --lead-in 1 --text "$near" \
+"$tool" encode --frequency 1500 --noise 0.08 --seed 7 --lead-in 1 --text "$near" \
     -o "$work/near.wav"
 "$tool" encode --frequency 1900 --lead-in 4 --text "$far" -o "$work/far.wav"
 sox -V1 -D -m -v 0.5 "$work/near.wav" -v 0.5 "$work/far.wav" -b 16 -e signed-integer \
