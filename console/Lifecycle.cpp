@@ -87,6 +87,8 @@ void TarnViewController::viewDidLoad() {
     // before the widgets do.
     winId();
     windowHandle()->installEventFilter(this);
+    // The operator types at once.
+    textInput()->setFocus();
 }
 
 QTimer* TarnViewController::startDisplayTimer() {
