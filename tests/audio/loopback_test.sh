@@ -8,7 +8,8 @@
 # usage: loopback_test.sh PATH/TO/tarn-psk31
 # Exit 77 (skipped) when pulseaudio is not installed. Touches nothing of the
 # user's: HOME, the runtime directory and the server socket are in a fresh
-# temporary directory, and only processes started here are stopped.
+# temporary directory (kept for inspection when KEEP_WORK is set), and only
+# processes started here are stopped.
 set -u
 
 program=${1:?usage: loopback_test.sh PATH/TO/tarn-psk31}
@@ -18,6 +19,9 @@ if ! command -v pulseaudio > /dev/null; then
 fi
 
 . "$(dirname "$0")/../support/private_pulse.sh"
+# Under ThreadSanitizer: the sound server's client libraries are not
+# instrumented (see the file).
+export TSAN_OPTIONS="${TSAN_OPTIONS:+$TSAN_OPTIONS:}suppressions=$(cd "$(dirname "$0")" && pwd)/tsan_sound_libraries.supp"
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-loopback.XXXXXX")
 listen_pid=""
@@ -27,7 +31,7 @@ cleanup() {
     stop_process "$send_pid"
     stop_process "$listen_pid"
     stop_process "$private_pulse_pid"
-    rm -rf "$work"
+    [ -n "${KEEP_WORK:-}" ] && echo "kept $work" || rm -rf "$work"
 }
 trap cleanup EXIT
 
