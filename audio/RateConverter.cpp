@@ -7,9 +7,10 @@
 RateConverter::RateConverter(double from, double to, size_t maxInputFrames)
     : fromRate(from), toRate(to) {
     int error = 0;
-    // Medium-quality sinc: clean below 4 kHz at the rates sound cards offer,
-    // and cheap enough for a real-time thread.
-    state = src_new(SRC_SINC_MEDIUM_QUALITY, 1, &error);
+    // The fastest band-limited sinc converter: about 97 dB of signal to noise
+    // is far beyond what a receiver's audio carries, at a third of the cost of
+    // the medium one on the audio thread.
+    state = src_new(SRC_SINC_FASTEST, 1, &error);
     // The converter may hold back a few samples and release them later, so
     // leave room beyond the plain ratio.
     output.resize(static_cast<size_t>(std::ceil(maxInputFrames * (to / from))) + 64);
