@@ -64,7 +64,8 @@ void RecordingPlayer::run(std::unique_ptr<audiofile::AudioFileReader> reader) {
         due += kBlockPeriod;
         std::this_thread::sleep_until(due);
     }
-    playing.store(false, std::memory_order_relaxed);
+    // Release: whoever sees the end of playing also sees every block delivered.
+    playing.store(false, std::memory_order_release);
 }
 
 void RecordingPlayer::liveInput(void* self, AudioHandle queue, AudioHandle buffer,

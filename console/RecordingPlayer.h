@@ -31,7 +31,7 @@ public:
     // string, or the reason the file cannot be played.
     std::string play(const std::string& path);
     void stop();
-    bool isPlaying() const { return playing.load(std::memory_order_relaxed); }
+    bool isPlaying() const { return playing.load(std::memory_order_acquire); }
     // Blocks delivered from the current or last recording.
     int64_t blocksDelivered() const { return delivered.load(std::memory_order_relaxed); }
     // Fraction of the current recording delivered, 0.0 .. 1.0.
