@@ -106,6 +106,7 @@ void TarnViewController::initSpectrumDisplay() {
         [this](SpectrumView* drawn, const QRectF& rect) { glkView(drawn, rect); });
     view->installEventFilter(this);
     ui->spectrumHolder->layout()->addWidget(view);
+    view->show(); // on screen now if the console is
     spectrumView = view;
 }
 

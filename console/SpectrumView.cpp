@@ -1,6 +1,7 @@
 #include "SpectrumView.h"
 
 #include <QOpenGLContext>
+#include <QOpenGLFunctions>
 #include <QSurfaceFormat>
 
 namespace {
@@ -32,23 +33,26 @@ void SpectrumView::initializeGL() {
         Qt::DirectConnection);
 }
 
-void SpectrumView::paintGL() {
-    // Expose and resize repaints leave the frame alone until the next tick.
-    if (drawRequested && drawCallback)
-        drawCallback(this, QRectF(0, 0, width(), height()));
-}
+// Repaints the window system asks for (expose, resize, grab) show the last
+// frame; only display() draws.
+void SpectrumView::paintGL() {}
 
 void SpectrumView::display() {
-    drawRequested = true;
-    repaint();
-    drawRequested = false;
+    if (!isValid() || !drawCallback)
+        return; // not shown yet: no context
+    makeCurrent();
+    const qreal ratio = devicePixelRatioF();
+    context()->functions()->glViewport(0, 0, static_cast<int>(width() * ratio),
+                                       static_cast<int>(height() * ratio));
+    ++frames;
+    drawCallback(this, QRectF(0, 0, width(), height()));
+    doneCurrent();
+    update(); // show the new frame
 }
 
 QImage SpectrumView::drawAndGrab() {
-    drawRequested = true;
-    QImage image = grabFramebuffer();
-    drawRequested = false;
-    return image;
+    display();
+    return grabFramebuffer();
 }
 
 int SpectrumView::contextsCreated() {

@@ -19,10 +19,14 @@ public:
     ~SpectrumView() override;
 
     void setDrawCallback(DrawCallback callback) { drawCallback = std::move(callback); }
-    // Draws now, synchronously, through the callback.
+    // Draws now, synchronously, through the callback (nothing before the
+    // view is first shown and has its context).
     void display();
-    // Draws through the callback into the framebuffer and returns the pixels.
+    // Draws through the callback and returns the framebuffer's pixels.
     QImage drawAndGrab();
+
+    // Frames this view has handed to the draw callback.
+    int framesDrawn() const { return frames; }
 
     // GL contexts made and released by spectrum views since start (the
     // console makes a fresh one on each return to the foreground).
@@ -35,5 +39,5 @@ protected:
 
 private:
     DrawCallback drawCallback;
-    bool drawRequested = false;
+    int frames = 0;
 };

@@ -3,12 +3,12 @@
 # (Xvfb, software GL), decoding the demo recording.
 #
 # Usage: scripts/screenshot.sh [CONSOLE_BINARY] [SECONDS_INTO_THE_RECORDING]
-#        (default build/release/app/tarn-psk31-console, 30 s)
+#        (default build/release/app/tarn-psk31-console, 42 s)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
 console="${1:-build/release/app/tarn-psk31-console}"
-seconds="${2:-30}"
+seconds="${2:-42}"
 if [[ ! -x "$console" ]]; then
     echo "screenshot.sh: no console at $console (build tarn-psk31-console first)" >&2
     exit 1

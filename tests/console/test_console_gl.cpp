@@ -188,8 +188,11 @@ private slots:
     }
 
     void backgroundReleasesTheContextAndForegroundMakesANewOne() {
-        shownView(300);
+        SpectrumView* view = shownView(300);
         TarnViewController& console = *fixture->console;
+        const int frames = view->framesDrawn();
+        console.updateDisplay(); // each tick draws once, at once
+        QCOMPARE(view->framesDrawn(), frames + 1);
         const int created = SpectrumView::contextsCreated();
         const int released = SpectrumView::contextsReleased();
         console.enteredBackground();
@@ -201,6 +204,7 @@ private slots:
         console.enteredForground();
         QVERIFY(!console.inBackground);
         QVERIFY(console.spectrumDisplay() != nullptr);
+        QTRY_VERIFY(console.spectrumDisplay()->isValid()); // shown, with its context
         fixture->fillAllRows(2.0f);
         const QImage image = console.spectrumDisplay()->drawAndGrab();
         QCOMPARE(SpectrumView::contextsCreated(), created + 1);

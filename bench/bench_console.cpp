@@ -1,0 +1,115 @@
+// The console's refresh tick with its drawing, through whatever GL the
+// display offers (software GL under Xvfb):
+//   xvfb-run -a -s "-screen 0 1280x800x24" build/release/bench/bench_console
+#include "AudioPlatform.h"
+#include "SettingsStore.h"
+#include "SpectrumView.h"
+#include "TarnViewController.h"
+
+#include <GL/gl.h>
+#include <QApplication>
+#include <QElapsedTimer>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+
+namespace {
+
+QApplication& application() {
+    static int argc = 1;
+    static char name[] = "bench_console";
+    static char* argv[] = {name, nullptr};
+    static QApplication app(argc, argv);
+    return app;
+}
+
+// A console window of 1280x800 whose display is tall enough for all 512
+// waterfall rows, with every row holding a noisy level and two signals.
+struct ShownConsole {
+    ShownConsole() : store(directory.filePath("settings.ini")), console(platform, store) {
+        console.resize(1280, 800);
+        console.show();
+        QTest::qWaitForWindowExposed(&console);
+        console.spectrumDisplay()->setFixedHeight(520);
+        QCoreApplication::processEvents();
+        for (int r = 0; r < tarn::kWaterfallRows; ++r) {
+            auto* row = const_cast<float*>(console.theData()->getCurrentSpectrum(r));
+            for (int k = 0; k < tarn::kSpectrumSize; ++k)
+                row[k] = static_cast<float>(1.0 + 0.5 * std::sin(k * 0.7 + r * 1.3));
+            row[192] = row[243] = 2.8f;
+        }
+    }
+
+    // One tick, with the drawing finished by the GL before the clock stops.
+    void tick() {
+        console.updateDisplay();
+        console.spectrumDisplay()->makeCurrent();
+        glFinish();
+        console.spectrumDisplay()->doneCurrent();
+    }
+
+    QTemporaryDir directory;
+    NullAudioPlatform platform;
+    SettingsStore store;
+    TarnViewController console;
+};
+
+void BM_RefreshTickWaterfall(benchmark::State& state) {
+    application();
+    ShownConsole shown;
+    shown.console.displayMode = 0;
+    const int framesBefore = shown.console.spectrumDisplay()->framesDrawn();
+    for (auto _ : state)
+        shown.tick();
+    state.counters["frames/tick"] =
+        double(shown.console.spectrumDisplay()->framesDrawn() - framesBefore) /
+        double(state.iterations());
+    state.counters["rows"] = std::min(shown.console.spectrumDisplay()->height(), 512);
+    state.counters["width"] = shown.console.spectrumDisplay()->width();
+}
+BENCHMARK(BM_RefreshTickWaterfall)->Unit(benchmark::kMillisecond);
+
+void BM_RefreshTickSpectrum(benchmark::State& state) {
+    application();
+    ShownConsole shown;
+    shown.console.displayMode = 1;
+    for (auto _ : state)
+        shown.tick();
+}
+BENCHMARK(BM_RefreshTickSpectrum)->Unit(benchmark::kMillisecond);
+
+// From creating the console (engine included) to the first tick that draws
+// a waterfall row made from input.
+void BM_StartToFirstDrawnRow(benchmark::State& state) {
+    application();
+    for (auto _ : state) {
+        QElapsedTimer clock;
+        clock.start();
+        QTemporaryDir directory;
+        NullAudioPlatform platform;
+        SettingsStore store(directory.filePath("settings.ini"));
+        TarnViewController console(platform, store);
+        console.resize(1280, 800);
+        console.show();
+        QTest::qWaitForWindowExposed(&console);
+        // One input block, as the first buffer from the radio would bring.
+        std::vector<float> block(2000);
+        for (size_t i = 0; i < block.size(); ++i)
+            block[i] = static_cast<float>(0.3 * std::sin(i * 2 * M_PI * 1500.0 / 8000.0));
+        console.theData()->processInputAudioSamples(block.data(), 2000);
+        const int rowBefore = console.theData()->currentFFTRow.load();
+        bool drawn = false;
+        QObject::connect(console.updateDisplayTimer, &QTimer::timeout, &console,
+                         [&] { drawn = console.theData()->currentFFTRow.load() != 0; });
+        QTest::qWaitFor([&] { return drawn; }, 5000);
+        state.SetIterationTime(clock.nsecsElapsed() * 1e-9);
+        benchmark::DoNotOptimize(rowBefore);
+    }
+}
+BENCHMARK(BM_StartToFirstDrawnRow)->UseManualTime()->Iterations(5)->Unit(benchmark::kMillisecond);
+
+} // namespace
