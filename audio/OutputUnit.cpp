@@ -14,6 +14,10 @@ constexpr double kEngineRate = 8000.0; // Hz
 // Beyond the host's own latency, silence kept playing after the last sample
 // so that nothing of the message is cut when the stream stops.
 constexpr double kDrainMargin = 0.1; // seconds
+// Host buffering ahead of the device. Delay does not matter on the transmit
+// side, a gap does: a late render call would break the carrier's phase and
+// cost a character, so the buffer rides out a busy machine.
+constexpr double kPlaybackLatency = 0.25; // seconds
 
 thread_local const OutputUnit* renderingUnit = nullptr;
 
@@ -48,7 +52,7 @@ PaError OutputUnit::open(int deviceIndex) {
     // Two channels as the engine renders them; a mono device gets the first.
     parameters.channelCount = std::min(2, info->maxOutputChannels);
     parameters.sampleFormat = paFloat32 | paNonInterleaved;
-    parameters.suggestedLatency = info->defaultHighOutputLatency;
+    parameters.suggestedLatency = std::max(kPlaybackLatency, info->defaultHighOutputLatency);
     double rate = kEngineRate;
     if (Pa_IsFormatSupported(nullptr, &parameters, kEngineRate) != paFormatIsSupported) {
         rate = info->defaultSampleRate;

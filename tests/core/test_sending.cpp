@@ -17,6 +17,23 @@ struct Transmitter : ::testing::Test {
     FakeAudioPlatform platform;
     std::unique_ptr<TarnData> engine = TarnData::create(platform);
     std::vector<float> block{0.1f, -0.2f, 0.3f, -0.4f, 0.5f};
+    std::vector<const float*> rendered;
+
+    // The engine keeps every rendered block for good; the test lets go of
+    // those it made.
+    void TearDown() override {
+        for (const float* made : rendered) {
+            delete[] made;
+        }
+    }
+    template <typename Text> bool send(Text text) {
+        const float* before = engine->renderedAudio.load();
+        const bool accepted = engine->sendString(text);
+        if (engine->renderedAudio.load() != before) {
+            rendered.push_back(engine->renderedAudio.load());
+        }
+        return accepted;
+    }
 
     // Plays `block` as if just rendered.
     void load() {
@@ -81,16 +98,16 @@ TEST_F(Transmitter, CallbackEndingOnAnExactBoundaryAndEmptyCalls) {
 
 TEST_F(Transmitter, SecondMessageIsRefusedWhilePlayingAndAcceptedAfterTheStop) {
     platform.calls.clear();
-    EXPECT_TRUE(engine->sendString(std::string_view("CQ")));
+    EXPECT_TRUE(send(std::string_view("CQ")));
     EXPECT_TRUE(engine->isSending.load());
     EXPECT_EQ(platform.calls, Calls({"outputStart"}));
-    EXPECT_FALSE(engine->sendString(std::string_view("DE")));
-    EXPECT_FALSE(engine->sendString(std::u16string_view(u"DE")));
+    EXPECT_FALSE(send(std::string_view("DE")));
+    EXPECT_FALSE(send(std::u16string_view(u"DE")));
     EXPECT_EQ(platform.count("outputStart"), 1);
 
     EXPECT_GE(renderUntilIdle(), 1);
     EXPECT_EQ(platform.count("outputStop"), 1);
-    EXPECT_TRUE(engine->sendString(std::u16string_view(u"DE")));
+    EXPECT_TRUE(send(std::u16string_view(u"DE")));
     EXPECT_EQ(platform.count("outputStart"), 2);
 }
 
@@ -98,12 +115,12 @@ TEST_F(Transmitter, StartFailureLogsAndReturnsToIdle) {
     platform.statuses["outputStart"] = -9996;
     platform.calls.clear();
     TarnLogCapture log;
-    EXPECT_TRUE(engine->sendString(std::string_view("CQ")));
+    EXPECT_TRUE(send(std::string_view("CQ")));
     EXPECT_EQ(log.text(), "Failed to start output audio: -9996\n");
     EXPECT_FALSE(engine->isSending.load());
     EXPECT_EQ(platform.calls,
               Calls({"outputStart", "outputStop", "sessionOverrideRouteToSpeaker none"}));
-    EXPECT_TRUE(engine->sendString(std::string_view("CQ")));
+    EXPECT_TRUE(send(std::string_view("CQ")));
 }
 
 TEST_F(Transmitter, NoPlatformOutputMeansEverySendFailsToStart) {
@@ -111,6 +128,7 @@ TEST_F(Transmitter, NoPlatformOutputMeansEverySendFailsToStart) {
     auto silent = TarnData::create(none);
     TarnLogCapture log;
     EXPECT_TRUE(silent->sendString(std::string_view("e")));
+    rendered.push_back(silent->renderedAudio.load());
     EXPECT_FALSE(silent->isSending.load());
     EXPECT_EQ(log.text(), "Failed to start output audio: -9996\n");
 }
@@ -118,7 +136,7 @@ TEST_F(Transmitter, NoPlatformOutputMeansEverySendFailsToStart) {
 TEST_F(Transmitter, SpeakerRouteIsForcedBeforeStartAndReleasedAtTheEnd) {
     engine->setForceOutputToSpeaker(true);
     platform.calls.clear();
-    EXPECT_TRUE(engine->sendString(std::string_view("e")));
+    EXPECT_TRUE(send(std::string_view("e")));
     EXPECT_EQ(platform.calls, Calls({"sessionOverrideRouteToSpeaker speaker", "outputStart"}));
     renderUntilIdle();
     EXPECT_EQ(platform.calls.back(), "sessionOverrideRouteToSpeaker none");
@@ -126,7 +144,7 @@ TEST_F(Transmitter, SpeakerRouteIsForcedBeforeStartAndReleasedAtTheEnd) {
     // A refused route still plays the message on the current one.
     platform.statuses["sessionOverrideRouteToSpeaker speaker"] = -1;
     TarnLogCapture log;
-    EXPECT_TRUE(engine->sendString(std::string_view("e")));
+    EXPECT_TRUE(send(std::string_view("e")));
     EXPECT_EQ(log.text(), "Failed to force output to speaker\n");
     EXPECT_TRUE(engine->isSending.load());
     EXPECT_EQ(platform.calls.back(), "outputStart");
