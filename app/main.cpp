@@ -1,7 +1,7 @@
 // tarn-psk31-console: the station's operator console.
 //
 //   tarn-psk31-console [--settings FILE] [--form-factor tablet|phone] [--play FILE]
-//                      [--screenshot PNG --screenshot-after SECONDS]
+//                      [--screenshot PNG [--screenshot-after SECONDS]] [Qt options]
 #include "AudioBackend.h"
 #include "SettingsStore.h"
 #include "TarnAppDelegate.h"
@@ -32,12 +32,10 @@ FormFactor screenFormFactor() {
 } // namespace
 
 int main(int argc, char* argv[]) {
-    QApplication application(argc, argv);
-    QApplication::setApplicationName("tarn-psk31");
-    QApplication::setApplicationVersion("0.1.0");
-
     QCommandLineParser parser;
-    parser.setApplicationDescription("PSK31 station: operator console");
+    parser.setApplicationDescription(
+        "PSK31 station: operator console.\n"
+        "Qt's own options, such as -geometry 1280x800+0+0, are accepted too.");
     parser.addHelpOption();
     parser.addVersionOption();
     const QCommandLineOption settingsOption(
@@ -51,6 +49,26 @@ int main(int argc, char* argv[]) {
     const QCommandLineOption shotAfterOption(
         "screenshot-after", "Seconds to run before the picture (default 20).", "SECONDS", "20");
     parser.addOptions({settingsOption, formOption, playOption, shotOption, shotAfterOption});
+
+    // Help and version need no display.
+    for (int i = 1; i < argc; ++i) {
+        const QByteArray argument(argv[i]);
+        if (argument == "-h" || argument == "--help" || argument == "-?") {
+            QString help = parser.helpText();
+            help.replace("<executable_name>", "tarn-psk31-console");
+            std::fputs(qPrintable(help), stdout);
+            return 0;
+        }
+        if (argument == "-v" || argument == "--version") {
+            std::puts("tarn-psk31-console 0.1.0");
+            return 0;
+        }
+    }
+
+    // The application takes its own options (-geometry, -platform, ...) first.
+    QApplication application(argc, argv);
+    QApplication::setApplicationName("tarn-psk31");
+    QApplication::setApplicationVersion("0.1.0");
     parser.process(application);
 
     FormFactor formFactor = screenFormFactor();
