@@ -368,8 +368,9 @@ void PortAudioPlatform::watch() {
     std::unique_lock<std::mutex> lock(mutex);
     const auto interval = std::chrono::duration<double>(options.watchSeconds);
     while (!stopping) {
-        wake.wait_for(lock, interval);
-        if (stopping) {
+        // Only a timeout or the stop ends the wait: the silence counts below
+        // add one interval per check.
+        if (wake.wait_for(lock, interval, [this] { return stopping; })) {
             break;
         }
         uint32_t state;

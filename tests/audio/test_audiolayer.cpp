@@ -202,24 +202,4 @@ TEST(OutputUnitTest, StopInsideTheRenderCallbackIsOnlyNoted) {
     EXPECT_NE(platform.outputStop(stopper.unit), 0);
 }
 
-TEST(PlatformTest, RejectsFormatsOtherThanTheEngines) {
-    tarnaudio::PortAudioPlatform platform({});
-    AudioHandle unit = nullptr;
-    ASSERT_EQ(platform.outputInstanceNew(&unit), 0);
-    AudioStreamFormat stereo;
-    stereo.channelsPerFrame = 2;
-    EXPECT_EQ(platform.outputSetStreamFormat(unit, stereo), 0);
-    AudioStreamFormat fast = stereo;
-    fast.sampleRate = 48000.0;
-    EXPECT_NE(platform.outputSetStreamFormat(unit, fast), 0);
-    EXPECT_NE(platform.outputSetStreamFormat(unit, AudioStreamFormat{}), 0);
-    EXPECT_EQ(platform.outputEnableIO(unit, kAudioUnitScopeInput, 1, 0), 0);
-    EXPECT_EQ(platform.outputEnableIO(unit, kAudioUnitScopeOutput, 0, 1), 0);
-    EXPECT_NE(platform.outputEnableIO(unit, kAudioUnitScopeInput, 1, 1), 0);
-    EXPECT_EQ(platform.userInterfaceIdiom(), std::optional<int>(1));
-    tarnaudio::AudioOptions phone;
-    phone.phone = true;
-    EXPECT_EQ(tarnaudio::PortAudioPlatform(phone).userInterfaceIdiom(), std::optional<int>(0));
-}
-
 } // namespace
