@@ -133,8 +133,8 @@ int sendCommand(int argc, char** argv) {
     engine->setForceOutputToSpeaker(speaker);
 
     const InterruptGuard interruptGuard;
-    std::fprintf(stderr, "tarn-psk31 send: sending %zu characters at %.1f Hz\n", text->size(),
-                 engine->frequency());
+    std::fprintf(stderr, "tarn-psk31 send: sending %zu character%s at %.1f Hz\n", text->size(),
+                 text->size() == 1 ? "" : "s", engine->frequency());
     std::fflush(stderr);
     engine->sendString(std::string_view(*text));
     if (!engine->isSending.load(std::memory_order_relaxed)) {
