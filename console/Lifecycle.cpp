@@ -130,8 +130,10 @@ void TarnViewController::enteredBackground() {
 void TarnViewController::enteredForground() {
     inBackground = false;
     updateDisplayTimer = startDisplayTimer();
-    if (!spectrumView)
-        initSpectrumDisplay();
+    // Always a fresh view and context; one still there (the activation right
+    // after launch) is replaced.
+    delete spectrumView.data();
+    initSpectrumDisplay();
 }
 
 // Background: the application hidden or suspended, or the window minimised.
