@@ -160,7 +160,7 @@ private slots:
         QCOMPARE(view->drawAndGrab().pixel(320, 150), before);
     }
 
-    void escapeClosesTheKeyboard() {
+    void keyboardClosesAndTouchTunes() {
         shownView(300);
         fixture->console->activateWindow();
         fixture->console->textInput()->setFocus();
@@ -185,6 +185,14 @@ private slots:
         QTest::touchEvent(window, touchScreen).move(0, start + QPoint(10, 60));
         QTest::touchEvent(window, touchScreen).release(0, start + QPoint(10, 60));
         QVERIFY(!fixture->console->textInput()->hasFocus());
+
+        // A touch on the display tunes as a click does: a quarter of the way
+        // across the unzoomed span is 1000 Hz.
+        SpectrumView* view = fixture->console->spectrumDisplay();
+        const QPoint quarter = view->mapTo(fixture->console.get(), QPoint(view->width() / 4, 20));
+        QTest::touchEvent(window, touchScreen).press(0, quarter);
+        QTest::touchEvent(window, touchScreen).release(0, quarter);
+        QCOMPARE(fixture->engine().frequency(), 1000.0);
     }
 
     void backgroundReleasesTheContextAndForegroundMakesANewOne() {
