@@ -5,6 +5,7 @@
 // typed text and the ten macro buttons into engine operations.
 //
 // The code is split by area:
+//   TarnViewController.cpp construction, outlets, key, mouse and touch input
 //   DisplayRefresh.cpp   refresh tick, label refreshers, tuning controls,
 //                        tap-to-tune, display mode and zoom
 //   SpectrumDrawing.cpp  the spectrum trace and the waterfall (GL)
@@ -14,10 +15,12 @@
 //   Macros.cpp           macro buttons, escapes, sending typed text, the
 //                        settings screen's opening (segueToConfig) and the
 //                        TX indicator
+//   RecordingPlayer      audio files fed to the receiver ("Play recording…")
 //
-// Main thread only. The engine is the only object shared with other threads,
-// and it is read only through its relaxed-atomic properties, drainTextBuffer
-// and spectrumLevel.
+// Main thread only. The engine is the only object shared with other threads
+// (the audio input thread, or the recording player's, which only moves
+// samples into it); the console reads it only through its relaxed-atomic
+// properties, drainTextBuffer and spectrumLevel.
 #pragma once
 
 #include "SettingsDelegate.h"
