@@ -11,6 +11,14 @@ namespace tarnaudio {
 // Device setting meaning "whatever the system uses by default".
 inline constexpr const char* kSystemDefault = "System default";
 
+// Device rates the streams can be asked to run at (Hz): from the engine's
+// own 8000 Hz up to what professional interfaces offer.
+inline constexpr double kMinDeviceRate = 8000.0;
+inline constexpr double kMaxDeviceRate = 384000.0;
+inline bool isValidDeviceRate(double hz) {
+    return hz >= kMinDeviceRate && hz <= kMaxDeviceRate;
+}
+
 struct DeviceInfo {
     int index;        // PortAudio device index
     std::string name; // as shown to the operator and matched by name

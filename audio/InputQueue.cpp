@@ -64,7 +64,7 @@ void InputQueue::prepareConversion(double deviceRate) {
     }
 }
 
-PaError InputQueue::open(int device) {
+PaError InputQueue::open(int device, double deviceRate) {
     close();
     const PaDeviceInfo* info = Pa_GetDeviceInfo(device);
     if (!info || info->maxInputChannels < 1) {
@@ -74,23 +74,26 @@ PaError InputQueue::open(int device) {
     parameters.device = device;
     parameters.sampleFormat = paFloat32;
     parameters.suggestedLatency = std::max(kCaptureLatency, info->defaultHighInputLatency);
-    // Mono where the device offers it; otherwise the first of two channels.
-    double rate = kEngineRate;
-    PaError status = paFormatIsSupported;
+    // Mono where the device offers it, otherwise the first of two channels;
+    // 8000 Hz where it can, otherwise its own rate (or the rate asked for).
+    const double rates[] = {deviceRate > 0.0 ? deviceRate : kEngineRate,
+                            deviceRate > 0.0 ? deviceRate : info->defaultSampleRate};
+    double rate = 0.0;
+    PaError status = paInvalidSampleRate;
     for (int wanted : {1, 2}) {
         parameters.channelCount = std::min(wanted, info->maxInputChannels);
-        status = Pa_IsFormatSupported(&parameters, nullptr, kEngineRate);
-        if (status == paFormatIsSupported) {
-            break;
+        for (double candidate : rates) {
+            status = Pa_IsFormatSupported(&parameters, nullptr, candidate);
+            if (status == paFormatIsSupported) {
+                rate = candidate;
+                break;
+            }
         }
-        if (Pa_IsFormatSupported(&parameters, nullptr, info->defaultSampleRate) ==
-            paFormatIsSupported) {
-            rate = info->defaultSampleRate;
-            status = paFormatIsSupported;
+        if (rate > 0.0) {
             break;
         }
     }
-    if (status != paFormatIsSupported) {
+    if (rate <= 0.0) {
         return status;
     }
     channels = parameters.channelCount;
@@ -124,9 +127,13 @@ void InputQueue::close() {
 }
 
 int InputQueue::streamCallback(const void* input, void*, unsigned long frames,
-                               const PaStreamCallbackTimeInfo*, PaStreamCallbackFlags, void* user) {
+                               const PaStreamCallbackTimeInfo*, PaStreamCallbackFlags flags,
+                               void* user) {
     InputQueue* queue = static_cast<InputQueue*>(user);
     queue->callbacks.fetch_add(1, std::memory_order_relaxed);
+    if (flags & paInputOverflow) {
+        queue->hostOverflows.fetch_add(1, std::memory_order_relaxed);
+    }
     if (input) {
         queue->deliverDeviceSamples(static_cast<const float*>(input), frames,
                                     static_cast<size_t>(queue->channels));

@@ -32,10 +32,11 @@ public:
     // callback. Lock-free.
     int32_t enqueue(AudioHandle buffer);
 
-    // Opens the capture stream on `device` (8000 Hz where the device can,
-    // else its own rate converted to 8000 Hz). Stream operations run under
-    // the platform's lock, never on the audio thread.
-    PaError open(int device);
+    // Opens the capture stream on `device` at `deviceRate` Hz, or for 0 at
+    // 8000 Hz where the device can and else at its own rate; other rates are
+    // converted to 8000 Hz. Stream operations run under the platform's lock,
+    // never on the audio thread.
+    PaError open(int device, double deviceRate);
     PaError start();
     void close();
     bool isOpen() const { return stream != nullptr; }
@@ -43,7 +44,8 @@ public:
 
     bool startRequested = false; // the engine started the queue
     std::atomic<uint64_t> callbacks{0};
-    std::atomic<uint64_t> droppedSamples{0};
+    std::atomic<uint64_t> droppedSamples{0}; // no free buffer: the engine fell behind
+    std::atomic<uint64_t> hostOverflows{0};  // the host lost audio before the callback
 
     // Feeds device samples (already mono, any rate the queue was opened
     // with) through conversion into the engine's blocks. Audio thread only;

@@ -41,7 +41,7 @@ bool OutputUnit::playing() const {
     return stream && started && !finished.load(std::memory_order_acquire);
 }
 
-PaError OutputUnit::open(int deviceIndex) {
+PaError OutputUnit::open(int deviceIndex, double deviceRate) {
     close();
     const PaDeviceInfo* info = Pa_GetDeviceInfo(deviceIndex);
     if (!info || info->maxOutputChannels < 1) {
@@ -53,8 +53,13 @@ PaError OutputUnit::open(int deviceIndex) {
     parameters.channelCount = std::min(2, info->maxOutputChannels);
     parameters.sampleFormat = paFloat32 | paNonInterleaved;
     parameters.suggestedLatency = std::max(kPlaybackLatency, info->defaultHighOutputLatency);
-    double rate = kEngineRate;
-    if (Pa_IsFormatSupported(nullptr, &parameters, kEngineRate) != paFormatIsSupported) {
+    // 8000 Hz where the device can, otherwise its own rate (or the rate
+    // asked for), converted from the engine's.
+    double rate = deviceRate > 0.0 ? deviceRate : kEngineRate;
+    if (Pa_IsFormatSupported(nullptr, &parameters, rate) != paFormatIsSupported) {
+        if (deviceRate > 0.0) {
+            return paInvalidSampleRate;
+        }
         rate = info->defaultSampleRate;
         const PaError status = Pa_IsFormatSupported(nullptr, &parameters, rate);
         if (status != paFormatIsSupported) {
@@ -186,9 +191,13 @@ void OutputUnit::fill(float* out, float* second, unsigned long frames) {
 }
 
 int OutputUnit::streamCallback(const void*, void* output, unsigned long frames,
-                               const PaStreamCallbackTimeInfo*, PaStreamCallbackFlags, void* user) {
+                               const PaStreamCallbackTimeInfo*, PaStreamCallbackFlags flags,
+                               void* user) {
     OutputUnit* unit = static_cast<OutputUnit*>(user);
     unit->callbacks.fetch_add(1, std::memory_order_relaxed);
+    if (flags & paOutputUnderflow) {
+        unit->hostUnderflows.fetch_add(1, std::memory_order_relaxed);
+    }
     float** channelBuffers = static_cast<float**>(output);
     float* second = unit->channels > 1 ? channelBuffers[1] : nullptr;
     if (unit->stopRequested.load(std::memory_order_relaxed)) {

@@ -33,7 +33,9 @@ public:
     void* renderContext() const { return context; }
 
     // Stream operations: under the platform's lock, never on the audio thread.
-    PaError open(int device);
+    // Opens the playback stream on `device` at `deviceRate` Hz, or for 0 at
+    // 8000 Hz where the device can and else at its own rate.
+    PaError open(int device, double deviceRate);
     void close();
     int device() const { return openDevice; }
     bool isOpen() const { return stream != nullptr; }
@@ -58,6 +60,7 @@ public:
     void pullFromEngine(uint32_t frames, float* left, float* right);
 
     std::atomic<uint64_t> callbacks{0};
+    std::atomic<uint64_t> hostUnderflows{0}; // the device ran dry: a gap on the air
 
 private:
     static int streamCallback(const void* input, void* output, unsigned long frames,

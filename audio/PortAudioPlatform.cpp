@@ -46,6 +46,7 @@ void PortAudioPlatform::shutdown() {
     if (unit) {
         unit->close();
     }
+    reportGlitches(); // those since the watcher's last look
     if (portAudioOpen) {
         Pa_Terminate();
         portAudioOpen = false;
@@ -153,7 +154,7 @@ int32_t PortAudioPlatform::queueNewInput(const AudioStreamFormat& format, InputC
     if (!inputDevice) {
         return paInvalidDevice;
     }
-    const PaError status = made->open(*inputDevice);
+    const PaError status = made->open(*inputDevice, options.deviceRate);
     if (status != paNoError) {
         return status;
     }
@@ -243,7 +244,7 @@ int32_t PortAudioPlatform::outputInitialize(AudioHandle unitHandle) {
     if (!portAudioOpen || !outputDevice) {
         return paInvalidDevice;
     }
-    const PaError status = unit->open(*outputDevice);
+    const PaError status = unit->open(*outputDevice, options.deviceRate);
     outputInitialized = status == paNoError;
     return status;
 }
@@ -266,7 +267,7 @@ int32_t PortAudioPlatform::outputStart(AudioHandle unitHandle) {
         return paInvalidDevice;
     }
     if (!unit->isOpen() || unit->device() != *device) {
-        const PaError status = unit->open(*device);
+        const PaError status = unit->open(*device, options.deviceRate);
         if (status != paNoError) {
             return status;
         }
@@ -291,6 +292,33 @@ int32_t PortAudioPlatform::outputStop(AudioHandle unitHandle) {
         return paBadStreamPtr;
     }
     return unit->stop();
+}
+
+void PortAudioPlatform::reportGlitches() {
+    // Counted on the audio threads, reported here: the operator learns why
+    // a character was lost.
+    if (queue) {
+        const uint64_t dropped = queue->droppedSamples.load(std::memory_order_relaxed);
+        if (dropped != reportedDrops) {
+            tarnLog("Audio input overrun: %llu samples dropped\n",
+                    static_cast<unsigned long long>(dropped - reportedDrops));
+            reportedDrops = dropped;
+        }
+        const uint64_t overflows = queue->hostOverflows.load(std::memory_order_relaxed);
+        if (overflows != reportedOverflows) {
+            tarnLog("Audio input overflow: the system lost input %llu times\n",
+                    static_cast<unsigned long long>(overflows - reportedOverflows));
+            reportedOverflows = overflows;
+        }
+    }
+    if (unit) {
+        const uint64_t underflows = unit->hostUnderflows.load(std::memory_order_relaxed);
+        if (underflows != reportedUnderflows) {
+            tarnLog("Audio output underflow: the transmission had %llu gaps\n",
+                    static_cast<unsigned long long>(underflows - reportedUnderflows));
+            reportedUnderflows = underflows;
+        }
+    }
 }
 
 bool PortAudioPlatform::streamsLost() {
@@ -343,7 +371,7 @@ bool PortAudioPlatform::reopen() {
     inputDevice = findDevice(options.inputDevice, true);
     outputDevice = findDevice(options.outputDevice, false);
     if (queue && options.useInput) {
-        if (!inputDevice || queue->open(*inputDevice) != paNoError) {
+        if (!inputDevice || queue->open(*inputDevice, options.deviceRate) != paNoError) {
             return false;
         }
         if (queue->startRequested && queue->start() != paNoError) {
@@ -354,7 +382,7 @@ bool PortAudioPlatform::reopen() {
         inputSilentFor = 0.0;
     }
     if (unit && outputInitialized) {
-        if (!outputDevice || unit->open(*outputDevice) != paNoError) {
+        if (!outputDevice || unit->open(*outputDevice, options.deviceRate) != paNoError) {
             if (queue) {
                 queue->close();
             }
@@ -375,14 +403,7 @@ void PortAudioPlatform::watch() {
         }
         uint32_t state;
         if (!interrupted) {
-            if (queue) {
-                const uint64_t dropped = queue->droppedSamples.load(std::memory_order_relaxed);
-                if (dropped != reportedDrops) {
-                    tarnLog("Audio input overrun: %llu samples dropped\n",
-                            static_cast<unsigned long long>(dropped - reportedDrops));
-                    reportedDrops = dropped;
-                }
-            }
+            reportGlitches();
             if (!streamsLost()) {
                 continue;
             }

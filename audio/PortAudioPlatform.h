@@ -38,6 +38,9 @@ struct AudioOptions {
     // or "System default" means the system's default device.
     std::string inputDevice;
     std::string outputDevice;
+    // Rate to run the devices at, Hz, converted to and from the engine's
+    // 8000 Hz; 0: 8000 Hz where a device can, else its own default rate.
+    double deviceRate = 0.0;
     bool useInput = true;      // false: the queue is made but never records
     bool phone = false;        // report a phone form factor (idiom 0)
     double watchSeconds = 2.0; // interval of the stream health checks
@@ -87,6 +90,7 @@ public:
 
 private:
     void watch();
+    void reportGlitches();
     bool streamsLost();
     bool reopen();
     void runOutMessage();
@@ -113,6 +117,8 @@ private:
     double inputSilentFor = 0.0;  // seconds without an input callback
     double outputSilentFor = 0.0; // seconds without a render call while playing
     uint64_t reportedDrops = 0;
+    uint64_t reportedOverflows = 0;
+    uint64_t reportedUnderflows = 0;
 };
 
 } // namespace tarnaudio

@@ -1,5 +1,6 @@
 // tarn-psk31 listen: live receive from an audio input, text to standard
 // output as it is decoded, until Ctrl-C or SIGTERM.
+#include "AudioDevices.h"
 #include "CommandLine.h"
 #include "DecodeRun.h"
 #include "Interrupt.h"
@@ -27,6 +28,8 @@ void printListenHelp(std::FILE* out) {
                  "options:\n"
                  "  --input-device NAME  input to listen to, by name or a unique part of it\n"
                  "                       (default: the system default; see 'devices')\n"
+                 "  --device-rate HZ     run the device at this rate, converted to 8000 Hz\n"
+                 "                       (default: 8000 Hz if the device offers it)\n"
                  "%s"
                  "  -h, --help           show this help\n"
                  "The time of --retune-at counts from the start of listening; --trace and\n"
@@ -57,6 +60,16 @@ int listenCommand(int argc, char** argv) {
                                         value ? "empty --input-device" : arguments.error());
             }
             audio.inputDevice = *value;
+            continue;
+        }
+        if (name == "--device-rate") {
+            const std::optional<std::string> value = arguments.value();
+            const std::optional<double> rate = value ? parseNumber(*value) : std::nullopt;
+            if (!rate || !tarnaudio::isValidDeviceRate(*rate)) {
+                return reportUsageError(command, "--device-rate needs a rate in Hz, 8000 .. "
+                                                 "384000");
+            }
+            audio.deviceRate = *rate;
             continue;
         }
         if (name == "--trace" || name == "--channel") {

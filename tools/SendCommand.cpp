@@ -1,5 +1,6 @@
 // tarn-psk31 send: one message on the air through an audio output, as the
 // console sends it; returns when it has been played.
+#include "AudioDevices.h"
 #include "CommandLine.h"
 #include "Interrupt.h"
 #include "PortAudioPlatform.h"
@@ -33,6 +34,8 @@ void printSendHelp(std::FILE* out) {
                "  --output-device NAME  output to play on, by name or a unique part of it\n"
                "                        (default: the system default; see 'devices')\n"
                "  --speaker             play on the system default output instead\n"
+               "  --device-rate HZ      run the device at this rate, converted from 8000 Hz\n"
+               "                        (default: 8000 Hz if the device offers it)\n"
                "  --frequency HZ        carrier, 500 .. 2500 Hz (default 1500)\n"
                "  -h, --help            show this help\n",
                out);
@@ -74,7 +77,7 @@ int sendCommand(int argc, char** argv) {
             continue;
         }
         if (name != "--text" && name != "--text-file" && name != "--output-device" &&
-            name != "--frequency") {
+            name != "--frequency" && name != "--device-rate") {
             reportError(command, (name.empty() ? "unexpected argument " : "unknown option ") +
                                      quoted(arguments.text()));
             printSendHelp(stderr);
@@ -94,6 +97,13 @@ int sendCommand(int argc, char** argv) {
                 return reportUsageError(command, "empty --output-device");
             }
             audio.outputDevice = *value;
+        } else if (name == "--device-rate") {
+            const std::optional<double> rate = parseNumber(*value);
+            if (!rate || !tarnaudio::isValidDeviceRate(*rate)) {
+                return reportUsageError(command, "--device-rate needs a rate in Hz, 8000 .. "
+                                                 "384000");
+            }
+            audio.deviceRate = *rate;
         } else {
             const std::optional<double> hz = parseNumber(*value);
             if (!hz) {

@@ -2,8 +2,8 @@
 # Live audio end to end: a private PulseAudio server with a null sink stands in
 # for the radio. "send" plays a QSO into the sink while "listen" decodes the
 # sink's monitor; the text must come out exactly. Also: the server going away
-# and coming back under a running listen, Ctrl-C during a transmission, and
-# listen without any sound server.
+# and coming back under a running listen, Ctrl-C during a transmission,
+# devices at other rates than 8000 Hz, and listen without any sound server.
 #
 # usage: loopback_test.sh PATH/TO/tarn-psk31
 # Exit 77 (skipped) when pulseaudio is not installed. Touches nothing of the
@@ -45,10 +45,17 @@ fail() {
     failures=$((failures + 1))
 }
 
-start_listen() {
+# Collects the programs' messages of every step, shown when a check fails.
+keep_log() { # FILE
+    [ -s "$1" ] && { echo "--- $(basename "$1")"; cat "$1"; } >> "$work/messages.log"
+    return 0
+}
+
+start_listen() { # [listen's options]
+    keep_log "$work/listen.err"
     : > "$work/listen.out"
     : > "$work/listen.err"
-    "$program" listen < /dev/null > "$work/listen.out" 2> "$work/listen.err" &
+    "$program" listen "$@" < /dev/null > "$work/listen.out" 2> "$work/listen.err" &
     listen_pid=$!
     if ! wait_for "$work/listen.err" "listening to" 10; then
         fail "listen did not start"
@@ -98,6 +105,7 @@ wait "$send_pid" || status=$?
 send_pid=""
 played=$(now_ms)
 [ "$status" = 0 ] || fail "send: status $status: $(cat "$work/send.err")"
+keep_log "$work/send.err"
 # The last block of 250 ms still has to pass through the receiver; the final
 # line feed shows that the end of the message reached the sink.
 for _ in $(seq 100); do
@@ -126,11 +134,15 @@ if ! wait_for "$work/listen.err" "Audio device back" 20; then
     fail "listen did not come back with the server"
     cat "$work/listen.err"
 fi
-# Receiving works again.
+# Receiving works again (a fresh server takes about two seconds to deliver
+# its first input).
+sleep 3
 : > "$work/listen.out"
 "$program" send --text $'        TARN2 DE TARN1 73 SK\n' < /dev/null 2> "$work/send.err" ||
     fail "send after the restart: $(cat "$work/send.err")"
-wait_for "$work/listen.out" "73 SK" 5 || fail "nothing decoded after the server came back"
+keep_log "$work/send.err"
+wait_for "$work/listen.out" "73 SK" 5 ||
+    fail "nothing decoded after the server came back; got: $(cat "$work/listen.out")"
 
 kill -INT "$listen_pid"
 status=0
@@ -152,6 +164,17 @@ elapsed=$(($(now_ms) - started))
 [ "$status" = 130 ] || fail "send interrupted: status $status, expected 130"
 [ "$elapsed" -lt 5000 ] || fail "send took $elapsed ms to stop after Ctrl-C"
 
+# --- Devices run at other rates, converted to and from 8000 Hz -------------
+start_listen --device-rate 44100
+"$program" send --device-rate 48000 --text $'        TARN1 DE TARN2 TU 73\n' < /dev/null \
+    2> "$work/send.err" || fail "send at 48000 Hz: $(cat "$work/send.err")"
+keep_log "$work/send.err"
+wait_for "$work/listen.out" "TARN1 DE TARN2 TU 73" 5 ||
+    fail "nothing decoded through the rate converters; got: $(cat "$work/listen.out")"
+kill -INT "$listen_pid"
+wait "$listen_pid"
+listen_pid=""
+
 # --- No sound server at all: a clear message and status 2 -----------------
 stop_process "$private_pulse_pid"
 private_pulse_pid=""
@@ -167,8 +190,8 @@ if ! grep -q "cannot record" "$work/noserver.err"; then
 fi
 
 if [ "$failures" -gt 0 ]; then
-    echo "--- listen's log"
-    cat "$work/listen.err"
+    keep_log "$work/listen.err"
+    cat "$work/messages.log"
     exit 1
 fi
 echo "all live audio checks passed"
