@@ -13,3 +13,7 @@ AudioBackend::AudioBackend(SettingsStore& store, FormFactor formFactor) {
 }
 
 AudioBackend::~AudioBackend() = default;
+
+AudioPlatform& AudioBackend::platform() { return *audio; }
+
+void AudioBackend::shutdown() { audio->shutdown(); }

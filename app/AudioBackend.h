@@ -10,13 +10,20 @@
 
 class AudioPlatform;
 class SettingsStore;
+namespace tarnaudio {
+class PortAudioPlatform;
+}
 
 class AudioBackend {
 public:
     AudioBackend(SettingsStore& store, FormFactor formFactor);
     ~AudioBackend();
-    AudioPlatform& platform() { return *audio; }
+    AudioPlatform& platform();
+    // Stops both streams and their threads. Call it before the console (and
+    // with it the engine) is destroyed: until then the audio threads call
+    // into the engine.
+    void shutdown();
 
 private:
-    std::unique_ptr<AudioPlatform> audio;
+    std::unique_ptr<tarnaudio::PortAudioPlatform> audio;
 };

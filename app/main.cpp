@@ -103,6 +103,7 @@ int main(int argc, char* argv[]) {
     QString playError;
     if (parser.isSet(playOption) && !console.playRecording(parser.value(playOption), &playError)) {
         std::fprintf(stderr, "tarn-psk31-console: %s\n", qPrintable(playError));
+        audio.shutdown();
         return 1;
     }
     if (parser.isSet(shotOption)) {
@@ -116,5 +117,7 @@ int main(int argc, char* argv[]) {
             QCoreApplication::quit();
         });
     }
-    return application.exec();
+    const int status = application.exec();
+    audio.shutdown();
+    return status;
 }
