@@ -14,6 +14,10 @@ AudioBackend::AudioBackend(SettingsStore& store, FormFactor formFactor) {
 
 AudioBackend::~AudioBackend() = default;
 
-AudioPlatform& AudioBackend::platform() { return *audio; }
+AudioPlatform& AudioBackend::platform() {
+    return *audio;
+}
 
-void AudioBackend::shutdown() { audio->shutdown(); }
+void AudioBackend::shutdown() {
+    audio->shutdown();
+}
