@@ -86,7 +86,8 @@ public:
     int32_t sessionSetDefaultToSpeaker(uint32_t) override { return 0; }
     int32_t sessionOverrideRouteToSpeaker(bool) override { return 0; }
     int32_t sessionSetActive(bool) override { return 0; }
-    int32_t queueNewInput(const AudioStreamFormat&, InputCallback, void*, AudioHandle* queue) override {
+    int32_t queueNewInput(const AudioStreamFormat&, InputCallback, void*,
+                          AudioHandle* queue) override {
         *queue = this;
         return 0;
     }

@@ -65,6 +65,8 @@ bool TarnData::init(AudioPlatform& audioPlatform) {
     return true;
 }
 
-void TarnData::initDecoder() { initFFTCoefficients(afcCoeffVector, tarn::kAFCFFTSize); }
+void TarnData::initDecoder() {
+    initFFTCoefficients(afcCoeffVector, tarn::kAFCFFTSize);
+}
 
 void TarnData::decoderReset() {}

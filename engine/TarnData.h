@@ -37,15 +37,15 @@ struct TarnComplex {
 
 // Sizes of the engine's rings and tables.
 namespace tarn {
-constexpr int kSampleRate = 8000;           // Hz, input and output
-constexpr int kInputBlockSamples = 2000;    // one input buffer, 250 ms
-constexpr int kRingSize = 1024;             // receive-side rings (8000 and 500 Hz)
-constexpr int kFilterTaps = 64;             // both FIR stages
-constexpr int kHistorySamples = 64000;      // replay history, 8 s
-constexpr int kSpectrumSize = 1024;         // spectrum FFT and row length
-constexpr int kWaterfallRows = 512;         // waterfall history rows
-constexpr int kAFCFFTSize = 512;            // FFT AFC transform length
-constexpr int kInputBuffers = 8;            // input buffers in circulation
+constexpr int kSampleRate = 8000;        // Hz, input and output
+constexpr int kInputBlockSamples = 2000; // one input buffer, 250 ms
+constexpr int kRingSize = 1024;          // receive-side rings (8000 and 500 Hz)
+constexpr int kFilterTaps = 64;          // both FIR stages
+constexpr int kHistorySamples = 64000;   // replay history, 8 s
+constexpr int kSpectrumSize = 1024;      // spectrum FFT and row length
+constexpr int kWaterfallRows = 512;      // waterfall history rows
+constexpr int kAFCFFTSize = 512;         // FFT AFC transform length
+constexpr int kInputBuffers = 8;         // input buffers in circulation
 constexpr double kTwoPi = 6.283185307179586;
 } // namespace tarn
 
@@ -249,10 +249,12 @@ private:
 };
 
 // Callbacks handed to the platform, with the engine as their context.
-void inputQueueCallback(void* engine, AudioHandle queue, AudioHandle buffer,
-                        const float* samples, uint32_t byteSize);
+void inputQueueCallback(void* engine, AudioHandle queue, AudioHandle buffer, const float* samples,
+                        uint32_t byteSize);
 int32_t outputRenderCallback(void* engine, uint32_t frames, float* channel0, float* channel1);
 void audioSessionInterruptionListener(void* engine, uint32_t interruptionState);
 
 // A platform status kept as the 16-bit signed value the log messages print.
-inline int16_t audioStatus16(int32_t status) { return static_cast<int16_t>(status & 0xffff); }
+inline int16_t audioStatus16(int32_t status) {
+    return static_cast<int16_t>(status & 0xffff);
+}

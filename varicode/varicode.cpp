@@ -7,6 +7,7 @@
 
 // Codes 0..127: the published PSK31 alphabet. Codes 128..255: the first 128
 // valid patterns not used above, by length and then by binary value.
+// clang-format off
 const char* const varicode::patternTable[256] = {
     // 0..31: control characters
     "1010101011", "1011011011", "1011101101", "1101110111", "1011101011", "1101011111",
@@ -62,6 +63,7 @@ const char* const varicode::patternTable[256] = {
     "101011101111", "101011110101", "101011110111", "101011111011", "101011111101",
     "101011111111", "101101010101", "101101010111", "101101011011",
 };
+// clang-format on
 
 int16_t varicode::reverseTable[2048];
 bool varicode::reverseTableBuilt = false;
@@ -165,7 +167,7 @@ std::string varicode::renderVaricodeString(int32_t leading, std::u16string_view 
 
 std::string varicode::renderVaricodeString(int32_t leading, std::string_view text,
                                            int32_t trailing) const {
-    std::basic_string_view<unsigned char> bytes(
-        reinterpret_cast<const unsigned char*>(text.data()), text.size());
+    std::basic_string_view<unsigned char> bytes(reinterpret_cast<const unsigned char*>(text.data()),
+                                                text.size());
     return renderCodes(leading, bytes, trailing);
 }
