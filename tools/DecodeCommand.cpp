@@ -15,8 +15,9 @@ void printDecodeHelp(std::FILE* out) {
                  "time, and writes the received text to standard output byte for byte.\n"
                  "FILE is any format libsndfile reads; it is converted to 8000 Hz mono.\n\n"
                  "options:\n%s"
+                 "%s"
                  "  -h, --help           show this help\n",
-                 kReceiveOptionsHelp);
+                 kReceiveOptionsHelp, kRecordingOptionsHelp);
 }
 
 } // namespace
@@ -40,15 +41,9 @@ int decodeCommand(int argc, char** argv) {
             printDecodeHelp(stdout);
             return kExitOk;
         }
-        switch (parseReceiveOption(arguments, options, command)) {
-        case OptionParse::taken:
-            continue;
-        case OptionParse::invalid:
-            return kExitUsage;
-        case OptionParse::notMine:
-            reportError(command, "unknown option " + quoted(arguments.text()));
-            printDecodeHelp(stderr);
-            return kExitUsage;
+        if (const std::optional<int> status =
+                takeReceiveOption(arguments, options, command, printDecodeHelp)) {
+            return *status;
         }
     }
     if (!haveInput) {

@@ -15,7 +15,9 @@ const char* const kReceiveOptionsHelp =
     "  --afc on|off         automatic frequency control (default on)\n"
     "  --squelch LEVEL      squelch threshold, natural log of power (default -20)\n"
     "  --retune-at SECONDS  tune to the frequency again at this time, which\n"
-    "                       demodulates the last 8 seconds again\n"
+    "                       demodulates the last 8 seconds again\n";
+
+const char* const kRecordingOptionsHelp =
     "  --trace OUT.csv      write the engine's tuning state after every block\n"
     "  --channel N          channel of a multi-channel recording, 1 = first (default 1)\n";
 
@@ -77,6 +79,21 @@ OptionParse parseReceiveOption(ArgumentReader& arguments, DecodeOptions& options
         options.channel = static_cast<int>(*channel);
     }
     return OptionParse::taken;
+}
+
+std::optional<int> takeReceiveOption(ArgumentReader& arguments, DecodeOptions& options,
+                                     std::string_view command, void (*printHelp)(std::FILE*)) {
+    switch (parseReceiveOption(arguments, options, command)) {
+    case OptionParse::taken:
+        return std::nullopt;
+    case OptionParse::invalid:
+        return kExitUsage;
+    case OptionParse::notMine:
+        break;
+    }
+    reportError(command, "unknown option " + quoted(arguments.text()));
+    printHelp(stderr);
+    return kExitUsage;
 }
 
 DecodeSession::DecodeSession(const DecodeOptions& decodeOptions, AudioPlatform* platform,

@@ -39,8 +39,11 @@ struct DecodeOptions {
     int channel = 1;                // input channel, 1 = first
 };
 
-// Option help lines for the options above, for a command's --help text.
+// Option help lines for a command's --help text: the tuning options
+// (--frequency, --afc, --squelch, --retune-at), then those that only apply
+// to a recording (--trace, --channel).
 extern const char* const kReceiveOptionsHelp;
+extern const char* const kRecordingOptionsHelp;
 
 enum class OptionParse {
     notMine, // not a receive option: the caller handles it
@@ -52,6 +55,12 @@ enum class OptionParse {
 // (--frequency, --afc, --squelch, --retune-at, --trace, --channel).
 OptionParse parseReceiveOption(ArgumentReader& arguments, DecodeOptions& options,
                                std::string_view command);
+
+// A command's last word on an option: takes it as a receive option
+// (std::nullopt: taken), or reports it and returns the exit status, with
+// the command's help on stderr when the option is unknown.
+std::optional<int> takeReceiveOption(ArgumentReader& arguments, DecodeOptions& options,
+                                     std::string_view command, void (*printHelp)(std::FILE*));
 
 // One processed block, as the per-block hook sees it.
 struct DecodeBlock {

@@ -32,8 +32,7 @@ void printListenHelp(std::FILE* out) {
                  "                       (default: 8000 Hz if the device offers it)\n"
                  "%s"
                  "  -h, --help           show this help\n"
-                 "The time of --retune-at counts from the start of listening; --trace and\n"
-                 "--channel apply to recordings only.\n",
+                 "The time of --retune-at counts from the start of listening.\n",
                  kReceiveOptionsHelp);
 }
 
@@ -75,15 +74,9 @@ int listenCommand(int argc, char** argv) {
         if (name == "--trace" || name == "--channel") {
             return reportUsageError(command, name + " applies to recordings only (decode)");
         }
-        switch (parseReceiveOption(arguments, options, command)) {
-        case OptionParse::taken:
-            continue;
-        case OptionParse::invalid:
-            return kExitUsage;
-        case OptionParse::notMine:
-            reportError(command, "unknown option " + quoted(arguments.text()));
-            printListenHelp(stderr);
-            return kExitUsage;
+        if (const std::optional<int> status =
+                takeReceiveOption(arguments, options, command, printListenHelp)) {
+            return *status;
         }
     }
 

@@ -39,8 +39,9 @@ void printSpectrumHelp(std::FILE* out) {
                  "                       first, 1024 levels (0 .. 3) per row, as\n"
                  "                       little-endian 32-bit floats\n"
                  "%s"
+                 "%s"
                  "  -h, --help           show this help\n",
-                 kReceiveOptionsHelp);
+                 kReceiveOptionsHelp, kRecordingOptionsHelp);
 }
 
 // Copies the engine's waterfall rows as they are made, so that the picture
@@ -171,15 +172,9 @@ int spectrumCommand(int argc, char** argv) {
             (name == "--raw" ? rawPath : picturePath) = *value;
             continue;
         }
-        switch (parseReceiveOption(arguments, options, command)) {
-        case OptionParse::taken:
-            continue;
-        case OptionParse::invalid:
-            return kExitUsage;
-        case OptionParse::notMine:
-            reportError(command, "unknown option " + cli::quoted(arguments.text()));
-            printSpectrumHelp(stderr);
-            return kExitUsage;
+        if (const std::optional<int> status =
+                takeReceiveOption(arguments, options, command, printSpectrumHelp)) {
+            return *status;
         }
     }
     if (!haveInput) {
