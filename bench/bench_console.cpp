@@ -33,7 +33,7 @@ struct ShownConsole {
     ShownConsole() : store(directory.filePath("settings.ini")), console(platform, store) {
         console.resize(1280, 800);
         console.show();
-        QTest::qWaitForWindowExposed(&console);
+        exposed = QTest::qWaitForWindowExposed(&console);
         console.spectrumDisplay()->setFixedHeight(520);
         QCoreApplication::processEvents();
         for (int r = 0; r < tarn::kWaterfallRows; ++r) {
@@ -56,11 +56,16 @@ struct ShownConsole {
     NullAudioPlatform platform;
     SettingsStore store;
     TarnViewController console;
+    bool exposed = false; // false: no display to measure on
 };
 
 void BM_RefreshTickWaterfall(benchmark::State& state) {
     application();
     ShownConsole shown;
+    if (!shown.exposed) {
+        state.SkipWithError("the console window was never shown");
+        return;
+    }
     shown.console.displayMode = 0;
     const int framesBefore = shown.console.spectrumDisplay()->framesDrawn();
     for (auto _ : state)
@@ -76,6 +81,10 @@ BENCHMARK(BM_RefreshTickWaterfall)->Unit(benchmark::kMillisecond);
 void BM_RefreshTickSpectrum(benchmark::State& state) {
     application();
     ShownConsole shown;
+    if (!shown.exposed) {
+        state.SkipWithError("the console window was never shown");
+        return;
+    }
     shown.console.displayMode = 1;
     for (auto _ : state)
         shown.tick();
@@ -95,7 +104,10 @@ void BM_StartToFirstDrawnRow(benchmark::State& state) {
         TarnViewController console(platform, store);
         console.resize(1280, 800);
         console.show();
-        QTest::qWaitForWindowExposed(&console);
+        if (!QTest::qWaitForWindowExposed(&console)) {
+            state.SkipWithError("the console window was never shown");
+            return;
+        }
         // One input block, as the first buffer from the radio would bring.
         std::vector<float> block(2000);
         for (size_t i = 0; i < block.size(); ++i)
@@ -105,7 +117,10 @@ void BM_StartToFirstDrawnRow(benchmark::State& state) {
         bool drawn = false;
         QObject::connect(console.updateDisplayTimer, &QTimer::timeout, &console,
                          [&] { drawn = console.theData()->currentFFTRow.load() != 0; });
-        QTest::qWaitFor([&] { return drawn; }, 5000);
+        if (!QTest::qWaitFor([&] { return drawn; }, 5000)) {
+            state.SkipWithError("no waterfall row was drawn within 5 s");
+            return;
+        }
         state.SetIterationTime(clock.nsecsElapsed() * 1e-9);
         benchmark::DoNotOptimize(rowBefore);
     }
