@@ -29,6 +29,19 @@ FormFactor screenFormFactor() {
     return diagonal > 0.0 && diagonal < kPhoneDiagonalMm ? FormFactor::phone : FormFactor::tablet;
 }
 
+// The window opens at its designed size, or fills a smaller screen (an
+// 800x480 tablet) rather than reaching past its edges.
+void fitToScreen(QWidget& window) {
+    const QScreen* screen = QGuiApplication::primaryScreen();
+    if (screen == nullptr)
+        return;
+    const QRect available = screen->availableGeometry();
+    if (window.width() <= available.width() && window.height() <= available.height())
+        return;
+    window.resize(window.size().boundedTo(available.size()));
+    window.move(available.topLeft());
+}
+
 } // namespace
 
 int main(int argc, char* argv[]) {
@@ -98,6 +111,7 @@ int main(int argc, char* argv[]) {
     TarnViewController console(audio.platform(), store, formFactor);
     delegate.setWindow(&console);
     delegate.applicationDidFinishLaunchingWithOptions();
+    fitToScreen(console);
     console.show();
 
     QString playError;
