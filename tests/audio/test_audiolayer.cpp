@@ -1,7 +1,7 @@
 // The PortAudio layer's sample paths, driven without a device: assembling
 // the engine's 2000-sample blocks from device chunks, converting other rates
-// to 8000 Hz, cleaning NaN and infinity, and the stop the engine requests
-// from inside the render callback.
+// to and from 8000 Hz, cleaning NaN and infinity, and the stop the engine
+// requests from inside the render callback.
 #include "InputQueue.h"
 #include "OutputUnit.h"
 #include "PortAudioPlatform.h"
@@ -17,29 +17,24 @@ namespace {
 
 using tarnaudio::InputQueue;
 
-// Collects every block handed over and gives the buffer back at once.
-struct Receiver {
-    std::vector<std::vector<float>> blocks;
-    InputQueue* queue = nullptr;
-    bool giveBack = true;
-
-    static void callback(void* context, AudioHandle, AudioHandle buffer, const float* samples,
-                         uint32_t byteSize) {
-        Receiver* self = static_cast<Receiver*>(context);
-        self->blocks.emplace_back(samples, samples + byteSize / 4);
-        if (self->giveBack) {
-            self->queue->enqueue(buffer);
-        }
-    }
-};
-
+// Collects every block handed over and, unless told not to, gives the
+// buffer back at once. The queue starts with 8 buffers of 2000 samples.
 struct QueueFixture : ::testing::Test {
-    Receiver receiver;
-    InputQueue queue{Receiver::callback, &receiver};
+    std::vector<std::vector<float>> blocks;
+    bool giveBack = true;
+    InputQueue queue{received, this};
     std::vector<AudioHandle> buffers;
 
+    static void received(void* context, AudioHandle, AudioHandle buffer, const float* samples,
+                         uint32_t byteSize) {
+        auto* self = static_cast<QueueFixture*>(context);
+        self->blocks.emplace_back(samples, samples + byteSize / 4);
+        if (self->giveBack) {
+            self->queue.enqueue(buffer);
+        }
+    }
+
     void SetUp() override {
-        receiver.queue = &queue;
         for (int i = 0; i < 8; ++i) {
             AudioHandle buffer = nullptr;
             ASSERT_EQ(queue.allocateBuffer(8000, &buffer), 0);
@@ -49,75 +44,61 @@ struct QueueFixture : ::testing::Test {
     }
 };
 
-TEST_F(QueueFixture, DeviceChunksOfAnySizeBecomeWholeBlocksInOrder) {
-    queue.prepareConversion(8000.0);
-    std::vector<float> ramp(6500);
-    for (size_t i = 0; i < ramp.size(); ++i) {
-        ramp[i] = static_cast<float>(i);
+// Zero crossings per second of `x` at `rate` Hz, skipping the first `skip`
+// samples (the converter's filter settling).
+double crossingRate(const std::vector<float>& x, size_t skip, double rate) {
+    int crossings = 0;
+    for (size_t i = skip + 1; i < x.size(); ++i) {
+        crossings += (x[i - 1] < 0.0f) != (x[i] < 0.0f) ? 1 : 0;
     }
+    return crossings / 2.0 / ((x.size() - skip - 1) / rate);
+}
+
+TEST_F(QueueFixture, StereoChunksOfAnySizeBecomeWholeCleanBlocksOfTheFirstChannel) {
+    queue.prepareConversion(8000.0);
+    // A ramp on the first channel with a NaN and both infinities in it; the
+    // second channel is never used.
+    std::vector<float> stereo(2 * 6500, -7.0f);
+    for (size_t i = 0; i < 6500; ++i) {
+        stereo[2 * i] = static_cast<float>(i);
+    }
+    stereo[2 * 0] = std::numeric_limits<float>::quiet_NaN();
+    stereo[2 * 2100] = std::numeric_limits<float>::infinity();
+    stereo[2 * 5999] = -std::numeric_limits<float>::infinity();
     size_t fed = 0;
     for (size_t chunk : {333u, 1500u, 1u, 2166u, 2000u, 500u}) {
-        queue.deliverDeviceSamples(ramp.data() + fed, chunk, 1);
+        queue.deliverDeviceSamples(stereo.data() + 2 * fed, chunk, 2);
         fed += chunk;
     }
-    ASSERT_EQ(fed, ramp.size());
-    ASSERT_EQ(receiver.blocks.size(), 3u);
-    for (size_t b = 0; b < 3; ++b) {
-        ASSERT_EQ(receiver.blocks[b].size(), 2000u);
-        EXPECT_EQ(receiver.blocks[b].front(), 2000.0f * b);
-        EXPECT_EQ(receiver.blocks[b].back(), 2000.0f * b + 1999.0f);
+    ASSERT_EQ(fed, 6500u);
+    ASSERT_EQ(blocks.size(), 3u); // the last 500 samples wait for more
+    for (size_t i = 0; i < 6000; ++i) {
+        const float expected = i == 0 || i == 2100 || i == 5999 ? 0.0f : static_cast<float>(i);
+        ASSERT_EQ(blocks[i / 2000].size(), 2000u);
+        ASSERT_EQ(blocks[i / 2000][i % 2000], expected) << "sample " << i;
     }
     EXPECT_EQ(queue.droppedSamples.load(), 0u);
 }
 
-TEST_F(QueueFixture, FirstChannelOnlyAndNonFiniteSamplesBecomeSilence) {
-    queue.prepareConversion(8000.0);
-    std::vector<float> stereo(4000, 0.5f);
-    for (size_t i = 1; i < stereo.size(); i += 2) {
-        stereo[i] = -7.0f; // second channel, never used
-    }
-    stereo[0] = std::numeric_limits<float>::quiet_NaN();
-    stereo[2] = std::numeric_limits<float>::infinity();
-    stereo[4] = -std::numeric_limits<float>::infinity();
-    queue.deliverDeviceSamples(stereo.data(), 2000, 2);
-    ASSERT_EQ(receiver.blocks.size(), 1u);
-    const std::vector<float>& block = receiver.blocks[0];
-    EXPECT_EQ(block[0], 0.0f);
-    EXPECT_EQ(block[1], 0.0f);
-    EXPECT_EQ(block[2], 0.0f);
-    for (size_t i = 3; i < block.size(); ++i) {
-        ASSERT_EQ(block[i], 0.5f) << i;
-    }
-}
-
 TEST_F(QueueFixture, AudioIsDroppedWhileNoBufferIsFreeAndCounted) {
     queue.prepareConversion(8000.0);
-    receiver.giveBack = false;
+    giveBack = false;
     std::vector<float> samples(2000 * 10, 1.0f);
     queue.deliverDeviceSamples(samples.data(), samples.size(), 1);
-    EXPECT_EQ(receiver.blocks.size(), 8u);
+    EXPECT_EQ(blocks.size(), 8u);
     EXPECT_EQ(queue.droppedSamples.load(), 4000u);
     // A buffer given back takes the next audio, not the dropped audio.
     queue.enqueue(buffers[3]);
     std::vector<float> next(2000, 2.0f);
     queue.deliverDeviceSamples(next.data(), next.size(), 1);
-    ASSERT_EQ(receiver.blocks.size(), 9u);
-    EXPECT_EQ(receiver.blocks.back().front(), 2.0f);
-}
-
-// Zero crossings per second of a signal at 8000 Hz, skipping `skip` samples.
-double crossingRate(const std::vector<float>& x, size_t skip) {
-    int crossings = 0;
-    for (size_t i = skip + 1; i < x.size(); ++i) {
-        crossings += (x[i - 1] < 0.0f) != (x[i] < 0.0f) ? 1 : 0;
-    }
-    return crossings / 2.0 / ((x.size() - skip - 1) / 8000.0);
+    ASSERT_EQ(blocks.size(), 9u);
+    EXPECT_EQ(blocks.back().front(), 2.0f);
 }
 
 TEST_F(QueueFixture, OtherDeviceRatesAreConvertedTo8000Hz) {
     for (double rate : {48000.0, 44100.0, 11025.0}) {
         SCOPED_TRACE(rate);
-        receiver.blocks.clear();
+        blocks.clear();
         queue.prepareConversion(rate);
         // Two seconds of a 1000 Hz tone, amplitude 0.5, in 10 ms chunks.
         const size_t total = static_cast<size_t>(2 * rate);
@@ -130,13 +111,13 @@ TEST_F(QueueFixture, OtherDeviceRatesAreConvertedTo8000Hz) {
             queue.deliverDeviceSamples(tone.data() + at, std::min(chunk, total - at), 1);
         }
         // 16000 samples out, less what the converter still holds.
-        ASSERT_GE(receiver.blocks.size(), 7u);
+        ASSERT_GE(blocks.size(), 7u);
         std::vector<float> out;
-        for (const auto& block : receiver.blocks) {
+        for (const auto& block : blocks) {
             ASSERT_EQ(block.size(), 2000u);
             out.insert(out.end(), block.begin(), block.end());
         }
-        EXPECT_NEAR(crossingRate(out, 200), 1000.0, 2.0);
+        EXPECT_NEAR(crossingRate(out, 200, 8000.0), 1000.0, 2.0);
         float peak = 0.0f;
         for (size_t i = 200; i < out.size(); ++i) {
             peak = std::max(peak, std::fabs(out[i]));
@@ -151,8 +132,8 @@ TEST(RateConverterTest, UpsamplesAToneForTheOutput) {
     std::vector<float> in(256), out;
     for (int round = 0; round < 40; ++round) {
         for (int i = 0; i < 256; ++i) {
-            in[i] = static_cast<float>(0.5 *
-                                       std::sin(2.0 * M_PI * 1500.0 * (round * 256 + i) / 8000.0));
+            in[i] =
+                static_cast<float>(0.5 * std::sin(2 * M_PI * 1500.0 * (round * 256 + i) / 8000));
         }
         size_t produced = 0;
         const float* converted = converter.process(in.data(), in.size(), produced);
@@ -161,11 +142,7 @@ TEST(RateConverterTest, UpsamplesAToneForTheOutput) {
     }
     // All but the few samples the converter's filter still holds.
     EXPECT_NEAR(static_cast<double>(out.size()), 40 * 256 * 6.0, 400.0);
-    int crossings = 0;
-    for (size_t i = 1001; i < out.size(); ++i) {
-        crossings += (out[i - 1] < 0.0f) != (out[i] < 0.0f) ? 1 : 0;
-    }
-    EXPECT_NEAR(crossings / 2.0 / ((out.size() - 1001) / 48000.0), 1500.0, 3.0);
+    EXPECT_NEAR(crossingRate(out, 1000, 48000.0), 1500.0, 3.0);
 }
 
 // The engine stops its output from inside the render callback; PortAudio
@@ -178,9 +155,8 @@ struct StopFromRender {
     static int32_t render(void* context, uint32_t frames, float* left, float* right) {
         StopFromRender* self = static_cast<StopFromRender*>(context);
         self->status = self->platform->outputStop(self->unit);
-        for (uint32_t i = 0; i < frames; ++i) {
-            left[i] = right[i] = 0.0f;
-        }
+        std::fill(left, left + frames, 0.0f);
+        std::fill(right, right + frames, 0.0f);
         return 0;
     }
 };
