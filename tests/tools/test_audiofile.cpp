@@ -5,14 +5,18 @@
 #include <gtest/gtest.h>
 #include <sndfile.h>
 
+#include <algorithm>
 #include <cmath>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
 using audiofile::AudioFileError;
+using audiofile::SampleFormat;
 
 namespace {
 
@@ -26,6 +30,12 @@ protected:
     void TearDown() override { fs::remove_all(directory); }
 
     std::string path(const std::string& name) const { return (directory / name).string(); }
+
+    std::optional<AudioFileError> write(const std::string& name, const std::vector<float>& samples,
+                                        SampleFormat format = SampleFormat::float32) const {
+        return audiofile::writeWavFile(path(name), samples.data(),
+                                       static_cast<int64_t>(samples.size()), format);
+    }
 
     // Every file in the directory: a temporary file left behind shows here.
     std::vector<std::string> listing() const {
@@ -63,78 +73,61 @@ double amplitudeAt(const std::vector<float>& samples, size_t first, size_t count
 
 void writeStereo(const std::string& path, int rate, const std::vector<float>& left,
                  const std::vector<float>& right, int format) {
-    SF_INFO info{};
-    info.samplerate = rate;
-    info.channels = 2;
-    info.format = format;
+    SF_INFO info{0, rate, 2, format, 0, 0};
     SNDFILE* file = sf_open(path.c_str(), SFM_WRITE, &info);
     ASSERT_NE(file, nullptr) << sf_strerror(nullptr);
     std::vector<float> frames;
     for (size_t i = 0; i < left.size(); ++i) {
-        frames.push_back(left[i]);
-        frames.push_back(right[i]);
+        frames.insert(frames.end(), {left[i], right[i]});
     }
     ASSERT_EQ(sf_writef_float(file, frames.data(), static_cast<sf_count_t>(left.size())),
               static_cast<sf_count_t>(left.size()));
     sf_close(file);
 }
 
-TEST_F(AudioFileTest, FloatWavRoundTripsExactly) {
+TEST_F(AudioFileTest, FloatWavKeepsEverySampleAndPcm16ClipsBeyondFullScale) {
     std::vector<float> samples = tone(1500.0, 8000, 5000, 0.6);
-    samples[10] = 1.75f; // float WAV keeps values beyond full scale
-    samples[11] = -0.0f;
-    const std::string file = path("signal.wav");
-    ASSERT_FALSE(
-        audiofile::writeWavFile(file, samples.data(), 5000, audiofile::SampleFormat::float32));
+    samples[10] = 1.75f; // float keeps values beyond full scale; 16 bits clip them
+    samples[11] = -3.0f;
+    samples[12] = -0.0f;
+    const struct {
+        SampleFormat format;
+        int fileFormat;
+        double step; // largest difference read back
+    } cases[] = {{SampleFormat::float32, SF_FORMAT_FLOAT, 0.0},
+                 {SampleFormat::pcm16, SF_FORMAT_PCM_16, 1.0 / 32768.0}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.fileFormat);
+        ASSERT_FALSE(write("signal.wav", samples, c.format));
+        SF_INFO info{};
+        SNDFILE* raw = sf_open(path("signal.wav").c_str(), SFM_READ, &info);
+        ASSERT_NE(raw, nullptr);
+        sf_close(raw);
+        EXPECT_EQ(info.format, SF_FORMAT_WAV | c.fileFormat);
+        EXPECT_EQ(info.samplerate, 8000);
+        EXPECT_EQ(info.channels, 1);
 
-    SF_INFO info{};
-    SNDFILE* raw = sf_open(file.c_str(), SFM_READ, &info);
-    ASSERT_NE(raw, nullptr);
-    EXPECT_EQ(info.format, SF_FORMAT_WAV | SF_FORMAT_FLOAT);
-    EXPECT_EQ(info.samplerate, 8000);
-    EXPECT_EQ(info.channels, 1);
-    sf_close(raw);
-
-    auto read = audiofile::readAudioFile(file);
-    ASSERT_TRUE(read) << read.error().message;
-    ASSERT_EQ(read.value().size(), samples.size());
-    for (size_t i = 0; i < samples.size(); ++i) {
-        ASSERT_EQ(read.value()[i], samples[i]) << "sample " << i;
-    }
-    EXPECT_EQ(listing(), std::vector<std::string>{"signal.wav"});
-}
-
-TEST_F(AudioFileTest, Pcm16WavIsQuantisedAndClipped) {
-    std::vector<float> samples = tone(700.0, 8000, 800, 0.5);
-    samples[0] = 3.0f;
-    samples[1] = -3.0f;
-    const std::string file = path("pcm.wav");
-    ASSERT_FALSE(
-        audiofile::writeWavFile(file, samples.data(), 800, audiofile::SampleFormat::pcm16));
-    auto read = audiofile::readAudioFile(file);
-    ASSERT_TRUE(read) << read.error().message;
-    ASSERT_EQ(read.value().size(), 800u);
-    // Beyond full scale clips instead of wrapping around.
-    EXPECT_GT(read.value()[0], 0.999f);
-    EXPECT_LE(read.value()[1], -0.999f);
-    for (size_t i = 2; i < samples.size(); ++i) {
-        ASSERT_NEAR(read.value()[i], samples[i], 1.0 / 32768.0) << "sample " << i;
+        auto read = audiofile::readAudioFile(path("signal.wav"));
+        ASSERT_TRUE(read) << read.error().message;
+        ASSERT_EQ(read.value().size(), samples.size());
+        for (size_t i = 0; i < samples.size(); ++i) {
+            const float expected = c.step == 0.0 ? samples[i] : std::clamp(samples[i], -1.f, 1.f);
+            ASSERT_NEAR(read.value()[i], expected, c.step) << "sample " << i;
+        }
+        EXPECT_EQ(listing(), std::vector<std::string>{"signal.wav"});
     }
 }
 
 TEST_F(AudioFileTest, StereoAt44100IsResampledAndTheChosenChannelRead) {
     constexpr int kFrames = 44100; // one second
-    const std::string file = path("stereo.wav");
-    writeStereo(file, 44100, tone(500.0, 44100, kFrames, 0.5), tone(1200.0, 44100, kFrames, 0.25),
-                SF_FORMAT_WAV | SF_FORMAT_PCM_16);
-
-    auto left = audiofile::readAudioFile(file);
-    auto right = audiofile::readAudioFile(file, 2);
+    writeStereo(path("stereo.wav"), 44100, tone(500.0, 44100, kFrames, 0.5),
+                tone(1200.0, 44100, kFrames, 0.25), SF_FORMAT_WAV | SF_FORMAT_PCM_16);
+    auto left = audiofile::readAudioFile(path("stereo.wav"));
+    auto right = audiofile::readAudioFile(path("stereo.wav"), 2);
     ASSERT_TRUE(left) << left.error().message;
     ASSERT_TRUE(right) << right.error().message;
-    for (auto* samples : {&left.value(), &right.value()}) {
-        EXPECT_NEAR(static_cast<double>(samples->size()), 8000.0, 2.0);
-    }
+    EXPECT_NEAR(static_cast<double>(left.value().size()), 8000.0, 2.0);
+    EXPECT_NEAR(static_cast<double>(right.value().size()), 8000.0, 2.0);
     // Away from the edges the converted tones keep their level, and each
     // channel holds only its own tone.
     EXPECT_NEAR(amplitudeAt(left.value(), 2000, 4000, 500.0), 0.5, 0.001);
@@ -178,19 +171,15 @@ TEST_F(AudioFileTest, PiecewiseReadingMatchesWholeReadingAndReportsProgress) {
 TEST_F(AudioFileTest, UnusableFilesAreRefusedWithTheirReason) {
     std::ofstream(path("empty.wav")).flush();
     std::ofstream(path("text.wav")) << "this is not a sound file, only words\n";
-    const float one = 0.5f;
-    ASSERT_FALSE(
-        audiofile::writeWavFile(path("mono.wav"), &one, 1, audiofile::SampleFormat::float32));
-    ASSERT_FALSE(
-        audiofile::writeWavFile(path("nothing.wav"), nullptr, 0, audiofile::SampleFormat::float32));
+    ASSERT_FALSE(write("mono.wav", {0.5f}));
+    ASSERT_FALSE(write("nothing.wav", {}));
 
-    struct Case {
+    const struct {
         std::string file;
         int channel;
         AudioFileError::Kind kind;
         std::string words;
-    };
-    const std::vector<Case> cases = {
+    } cases[] = {
         {"absent.wav", 1, AudioFileError::Kind::missing, "no such file"},
         {"", 1, AudioFileError::Kind::unreadable, "directory"},
         {"empty.wav", 1, AudioFileError::Kind::empty, "empty"},
@@ -199,7 +188,7 @@ TEST_F(AudioFileTest, UnusableFilesAreRefusedWithTheirReason) {
         {"mono.wav", 2, AudioFileError::Kind::badChannel, "has 1 channel"},
         {"mono.wav", 0, AudioFileError::Kind::badChannel, "channel 0"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         auto read = audiofile::readAudioFile(path(c.file), c.channel);
         ASSERT_FALSE(read) << c.file;
         EXPECT_EQ(read.error().kind, c.kind) << c.file;
@@ -216,43 +205,53 @@ TEST_F(AudioFileTest, UnusableFilesAreRefusedWithTheirReason) {
 }
 
 TEST_F(AudioFileTest, FailedWriteLeavesNoFileAndKeepsTheOldOne) {
-    const float samples[3] = {0.1f, 0.2f, 0.3f};
-    // Into a directory that does not exist.
-    auto error = audiofile::writeWavFile(path("absent/out.wav"), samples, 3,
-                                         audiofile::SampleFormat::float32);
+    const std::vector<float> samples = {0.1f, 0.2f, 0.3f};
+    auto error = write("absent/out.wav", samples);
     ASSERT_TRUE(error);
     EXPECT_EQ(error->kind, AudioFileError::Kind::unwritable);
     EXPECT_NE(error->message.find("absent/out.wav"), std::string::npos);
 
+    // The disk fills up partway: the old file stays as it was.
+    std::ofstream(path("old.wav")) << "old contents";
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &limit), 0);
+    const rlimit small{4096, limit.rlim_max};
+    const auto oldHandler = std::signal(SIGXFSZ, SIG_IGN);
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+    error = write("old.wav", std::vector<float>(100000, 0.5f));
+    setrlimit(RLIMIT_FSIZE, &limit);
+    std::signal(SIGXFSZ, oldHandler);
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->kind, AudioFileError::Kind::unwritable);
+    {
+        std::ifstream old(path("old.wav"));
+        EXPECT_EQ(std::string(std::istreambuf_iterator<char>(old), {}), "old contents");
+    }
+
     // Over a directory: the rename fails after the data was written.
     fs::create_directory(path("taken.wav"));
-    EXPECT_TRUE(
-        audiofile::writeWavFile(path("taken.wav"), samples, 3, audiofile::SampleFormat::float32));
-    EXPECT_EQ(listing(), std::vector<std::string>{"taken.wav"});
+    EXPECT_TRUE(write("taken.wav", samples));
+    EXPECT_EQ(listing(), (std::vector<std::string>{"old.wav", "taken.wav"}));
 
     // A pipe (like a device) is refused, not replaced by a regular file.
     ASSERT_EQ(mkfifo(path("pipe.wav").c_str(), 0600), 0);
-    EXPECT_TRUE(
-        audiofile::writeWavFile(path("pipe.wav"), samples, 3, audiofile::SampleFormat::float32));
+    EXPECT_TRUE(write("pipe.wav", samples));
     EXPECT_TRUE(fs::is_fifo(path("pipe.wav")));
     fs::remove(path("pipe.wav"));
 
     // A link stays a link; the file it names is written.
     fs::create_symlink("linked.wav", path("link.wav"));
-    ASSERT_FALSE(
-        audiofile::writeWavFile(path("link.wav"), samples, 3, audiofile::SampleFormat::float32));
+    ASSERT_FALSE(write("link.wav", samples));
     EXPECT_TRUE(fs::is_symlink(path("link.wav")));
     EXPECT_TRUE(audiofile::readAudioFile(path("linked.wav")));
     fs::remove(path("link.wav"));
     fs::remove(path("linked.wav"));
 
     // A successful write replaces an existing file whole.
-    std::ofstream(path("old.wav")) << "old contents";
-    ASSERT_FALSE(
-        audiofile::writeWavFile(path("old.wav"), samples, 3, audiofile::SampleFormat::float32));
+    ASSERT_FALSE(write("old.wav", samples));
     auto read = audiofile::readAudioFile(path("old.wav"));
     ASSERT_TRUE(read);
-    EXPECT_EQ(read.value(), std::vector<float>(samples, samples + 3));
+    EXPECT_EQ(read.value(), samples);
     EXPECT_EQ(listing(), (std::vector<std::string>{"old.wav", "taken.wav"}));
 }
 
@@ -260,7 +259,7 @@ TEST_F(AudioFileTest, UncommittedAtomicFileDisappears) {
     {
         audiofile::AtomicFile file;
         ASSERT_FALSE(file.create(path("trace.csv")));
-        ASSERT_EQ(write(file.fd(), "x", 1), 1);
+        ASSERT_EQ(::write(file.fd(), "x", 1), 1);
         EXPECT_EQ(listing().size(), 1u);
     }
     EXPECT_TRUE(listing().empty());
