@@ -8,7 +8,6 @@
 #include <QCheckBox>
 #include <QFile>
 #include <QLabel>
-#include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QTimer>
 #include <QToolBar>
@@ -21,11 +20,16 @@ void receive(TarnData& engine, const std::string& text) {
         engine.insertReceivedChar(character);
 }
 
+// Refresh timers (200 ms) now running.
 int activeTimers(const TarnViewController& console) {
     int count = 0;
     for (const QTimer* timer : console.findChildren<QTimer*>())
         count += timer->isActive() && timer->interval() == 200 ? 1 : 0;
     return count;
+}
+
+std::optional<QString> text(const char* value) {
+    return QString(value);
 }
 
 } // namespace
@@ -44,22 +48,24 @@ private slots:
     }
     void cleanup() { fixture.reset(); }
 
-    void firstLaunchState() {
-        QCOMPARE(console().displayMode, 0);
-        QVERIFY(!console().displayZoomed);
-        QVERIFY(!console().inBackground);
+    void firstLaunch() {
+        QVERIFY(console().displayMode == 0 && !console().displayZoomed);
         QCOMPARE(engine().frequency(), 1500.0);
         QVERIFY(console().afcOnOff()->isChecked());
-        QCOMPARE(console().displayFrequency()->text(), QString("1500.0"));
-        QCOMPARE(console().squelch()->minimumLevel(), -25.0f);
-        QCOMPARE(console().squelch()->maximumLevel(), 5.0f);
         QCOMPARE(console().squelch()->level(), -20.0f);
-        QCOMPARE(console().squelchDisplay()->text(), QString("-20.0"));
-        QVERIFY(console().updateDisplayTimer && console().updateDisplayTimer->isActive());
-        QCOMPARE(console().updateDisplayTimer->interval(), 200);
+        QVERIFY(console().textOutput()->property("cornerRadius").isValid()); // tablet
+
+        // The defaults, as the next launch reads them back from the file; the
+        // macro texts keep their backslashes for the escape passes.
+        SettingsStore store(fixture->store->fileName());
+        QCOMPARE(store.stringForKey("callsign"), text("Please Edit"));
+        QVERIFY(!store.stringForKey("location"));
+        QCOMPARE(store.stringForKey("b3Text"), text(R"(\nCQ TEST \C K\n\X)"));
+        QFile file(store.fileName());
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QVERIFY(file.readAll().contains("forceOutputToSpeaker=false"));
         QCOMPARE(console().macroButton(3)->text(), QString("CQ TEST"));
         QCOMPARE(console().macroButton(10)->text(), QString("M3"));
-        QCOMPARE(console().textOutput()->property("cornerRadius").toDouble(), 6.0);
     }
 
     void phoneSquelchBelowTheSliderRange() {
@@ -77,7 +83,7 @@ private slots:
 
     void tickRefreshesLabels() {
         engine().frequencyErrorOffset.store(-1.23456f);
-        engine().signalAtFrequency.store(-3.25f);
+        engine().signalAtFrequency.store(-3.25f); // printf rounds half to even
         engine()._frequency.store(1234.56);
         engine()._automaticFrequencyControl.store(false);
         engine().backgroundNoiseLevel.store(-7.0f);
@@ -91,12 +97,8 @@ private slots:
 
     void tickAppendsReceivedText() {
         QPlainTextEdit* view = console().textOutput();
-        console().updateDisplay();
-        QCOMPARE(view->toPlainText(), QString());
-
         receive(engine(), "CQ de AB1CD\r\n");
         console().updateDisplay();
-        QCOMPARE(view->toPlainText(), QString("CQ de AB1CD\n"));
         // A CR ending one chunk and the LF starting the next are one break.
         receive(engine(), "pse K\r");
         console().updateDisplay();
@@ -115,21 +117,17 @@ private slots:
 
     void tickTrimsTheOldestText() {
         QPlainTextEdit* view = console().textOutput();
-        QString text;
+        QString full;
         for (int i = 0; i < 2049; ++i)
-            text.append(QChar('a' + i % 26));
-        view->setPlainText(text);
-        view->moveCursor(QTextCursor::End);
-        receive(engine(), "XY");
-        console().updateDisplay();
-        QCOMPARE(view->toPlainText(), text.mid(1024) + "XY");
-
-        // At 2048 nothing is dropped.
-        view->setPlainText(text.left(2048));
-        view->moveCursor(QTextCursor::End);
-        receive(engine(), "Z");
-        console().updateDisplay();
-        QCOMPARE(view->toPlainText().size(), 2049);
+            full.append(QChar('a' + i % 26));
+        // Above 2048 characters the oldest 1024 go; at 2048 nothing does.
+        for (const int length : {2049, 2048}) {
+            view->setPlainText(full.left(length));
+            view->moveCursor(QTextCursor::End);
+            receive(engine(), "XY");
+            console().updateDisplay();
+            QCOMPARE(view->toPlainText(), full.left(length).mid(length > 2048 ? 1024 : 0) + "XY");
+        }
     }
 
     void tapToTuneSpans() {
@@ -143,7 +141,6 @@ private slots:
         const Case cases[] = {
             {"left edge", 0, false, 0.0f, 500.0},
             {"right edge", 0, false, 800.0f, 2500.0},
-            {"middle", 0, false, 400.0f, 1500.0},
             {"spectrum unzoomed", 1, false, 200.0f, 1000.0},
             {"spectrum zoomed", 1, true, 200.0f, 1468.0},
             {"waterfall zoomed", 0, true, 200.0f, 1372.0},
@@ -172,7 +169,6 @@ private slots:
 
     void fineTuning() {
         MomentarySegmentedControl* steps = console().frequencyAdjust();
-        QCOMPARE(steps->numberOfSegments(), 4);
         steps->pressSegment(3);
         steps->pressSegment(3); // a repeated press steps again
         QCOMPARE(engine().frequency(), 1502.0);
@@ -191,23 +187,19 @@ private slots:
         engine().setFrequency(2500.0);
         steps->pressSegment(3);
         QCOMPARE(engine().frequency(), 2500.0);
-        QVERIFY(!console().afcOnOff()->isChecked());
     }
 
-    void afcSwitchDrivesTheEngine() {
+    void afcSwitchModeAndZoom() {
         console().afcOnOff()->click();
         QVERIFY(!engine().automaticFrequencyControl());
         console().afcOnOff()->click();
         QVERIFY(engine().automaticFrequencyControl());
-        QVERIFY(console().afcOnOff()->isChecked());
-    }
 
-    void displayModeAndZoom() {
         console().switchViews();
         QCOMPARE(console().displayMode, 1);
         console().switchViews();
         QCOMPARE(console().displayMode, 0);
-        console().displayMode = 5;
+        console().displayMode = 5; // a mode drawing nothing stays
         console().switchViews();
         QCOMPARE(console().displayMode, 5);
         console().zoomPressed();
@@ -222,8 +214,7 @@ private slots:
         c.enteredForground(); // the activation after launch: a second timer
         QCOMPARE(activeTimers(c), 2);
         c.enteredBackground();
-        QVERIFY(c.inBackground);
-        QVERIFY(c.updateDisplayTimer.isNull());
+        QVERIFY(c.inBackground && c.updateDisplayTimer.isNull());
         QVERIFY(c.spectrumDisplay() == nullptr);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         // The timer not held keeps running; text is still drained.
@@ -233,28 +224,8 @@ private slots:
         QCOMPARE(c.textOutput()->toPlainText(), QString("bg"));
 
         c.enteredForground();
-        QVERIFY(!c.inBackground);
-        QVERIFY(c.spectrumDisplay() != nullptr);
+        QVERIFY(!c.inBackground && c.spectrumDisplay() != nullptr);
         QCOMPARE(activeTimers(c), 2);
-    }
-
-    void settingsDefaultsOnFirstLaunch() {
-        // As the next launch reads them back from the file.
-        SettingsStore store(fixture->store->fileName());
-        QCOMPARE(store.stringForKey("callsign"), std::optional<QString>("Please Edit"));
-        QVERIFY(!store.boolForKey("forceOutputToSpeaker"));
-        QFile file(store.fileName());
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        QVERIFY(file.readAll().contains("forceOutputToSpeaker=false"));
-        QVERIFY(!store.stringForKey("location"));
-        QCOMPARE(store.stringForKey("b7Text"),
-                 std::optional<QString>(R"(TU for the QSO.  73's 73's \C \Csk sk\n\X)"));
-        QCOMPARE(store.stringForKey("b3Text"), std::optional<QString>(R"(\nCQ TEST \C K\n\X)"));
-        QCOMPARE(store.stringForKey("b9Text"), std::optional<QString>("Not configured"));
-        const QStringList titles{"CQ",   "CQ DX", "CQ TEST", "Name", "599",
-                                 "Brag", "SK",    "M1",      "M2",   "M3"};
-        for (int n = 1; n <= 10; ++n)
-            QCOMPARE(console().macroButton(n)->text(), titles[n - 1]);
     }
 
     void settingsDefaultsFillOnlyWhatIsMissing() {
@@ -264,41 +235,34 @@ private slots:
             store.setObject(QString("AB1CD"), "callsign");
             store.setObject(QString(), "b1Text");
             store.setObject(QString(), "b2Name");
-            store.setObject(QString("my macro"), "b4Text");
             store.synchronize();
         }
         SettingsStore store(path);
         NullAudioPlatform platform;
         TarnViewController console(platform, store);
-        QCOMPARE(store.stringForKey("callsign"), std::optional<QString>("AB1CD"));
+        QCOMPARE(store.stringForKey("callsign"), text("AB1CD"));
         QVERIFY(!store.stringForKey("forceOutputToSpeaker")); // only on a first run
-        QCOMPARE(store.stringForKey("b1Text"), std::optional<QString>(QString()));
-        QCOMPARE(store.stringForKey("b2Name"), std::optional<QString>(QString()));
+        QCOMPARE(store.stringForKey("b1Text"), text(""));
         QCOMPARE(console.macroButton(2)->text(), QString());
-        QCOMPARE(store.stringForKey("b4Text"), std::optional<QString>("my macro"));
-        QCOMPARE(store.stringForKey("b3Name"), std::optional<QString>("CQ TEST"));
+        QCOMPARE(store.stringForKey("b3Name"), text("CQ TEST"));
     }
 
-    void speakerSwitchReachesTheEngine() {
-        fixture->store->setBool(true, "forceOutputToSpeaker");
-        console().settingsFinished();
-        QVERIFY(engine().forceOutputToSpeaker.load());
-        fixture->store->setBool(false, "forceOutputToSpeaker");
-        fixture->store->setObject(QString("Hello"), "b1Name");
-        console().settingsFinished();
-        QVERIFY(!engine().forceOutputToSpeaker.load());
-        QCOMPARE(console().macroButton(1)->text(), QString("Hello"));
-    }
-
-    void storeSurvivesDamagedAndUnwritableFiles() {
+    void damagedOrUnwritableSettingsAreLoggedAndDefaultsUsed() {
+        // A section header left open: what can be read is kept, the rest of
+        // the settings start from their defaults and the file is set aside.
         const QString path = fixture->directory.filePath("damaged.ini");
         QFile file(path);
         QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("[General]\ncallsign=AB1CD\nb1Name=\"unterminated\n\x01\x02=\n");
+        file.write("[General]\ncallsign=AB1CD\n[broken\n");
         file.close();
         TarnLogCapture log;
         SettingsStore damaged(path);
-        QCOMPARE(damaged.stringForKey("callsign"), std::optional<QString>("AB1CD"));
+        QVERIFY(QString::fromStdString(log.text()).contains("is damaged"));
+        QVERIFY(QFile::exists(path + ".damaged"));
+        NullAudioPlatform platform;
+        TarnViewController onDamaged(platform, damaged);
+        QCOMPARE(damaged.stringForKey("callsign"), text("AB1CD"));
+        QCOMPARE(onDamaged.macroButton(1)->text(), QString("CQ"));
         QVERIFY(damaged.synchronize());
 
         // A file where its directory should be: no one can write there.
@@ -306,11 +270,11 @@ private slots:
         QVERIFY(blocker.open(QIODevice::WriteOnly));
         blocker.close();
         SettingsStore unwritable(fixture->directory.filePath("blocker/x.ini"));
-        unwritable.setObject(QString("x"), "callsign");
-        QVERIFY(!unwritable.synchronize());
+        TarnViewController onUnwritable(platform, unwritable);
         QVERIFY(QString::fromStdString(log.text()).contains("Cannot write settings file"));
-        // The running program keeps what it was given.
-        QCOMPARE(unwritable.stringForKey("callsign"), std::optional<QString>("x"));
+        // The running program keeps the defaults it was given.
+        QCOMPARE(unwritable.stringForKey("callsign"), text("Please Edit"));
+        QCOMPARE(onUnwritable.macroButton(1)->text(), QString("CQ"));
     }
 };
 
