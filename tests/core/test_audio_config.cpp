@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -15,6 +15,9 @@ namespace {
 
 using Calls = std::vector<std::string>;
 
+// Every call a phone makes when all goes well, in order, by stage.
+const Calls kSessionCalls = {"sessionInitialize", "sessionSetCategoryPlayAndRecord",
+                             "sessionSetDefaultToSpeaker 1"};
 const Calls kQueueCalls = {"queueNewInput",        "queueAllocateBuffer 8000",
                            "queueEnqueueBuffer 1", "queueAllocateBuffer 8000",
                            "queueEnqueueBuffer 2", "queueAllocateBuffer 8000",
@@ -24,187 +27,100 @@ const Calls kQueueCalls = {"queueNewInput",        "queueAllocateBuffer 8000",
                            "queueEnqueueBuffer 6", "queueAllocateBuffer 8000",
                            "queueEnqueueBuffer 7", "queueAllocateBuffer 8000",
                            "queueEnqueueBuffer 8", "queueStart"};
-
 const Calls kOutputCalls = {"outputFindComponent",     "outputInstanceNew",
                             "outputEnableIO 1 1 0",    "outputEnableIO 2 0 1",
                             "outputSetRenderCallback", "outputSetStreamFormat",
                             "outputInitialize"};
 
-Calls concat(std::initializer_list<Calls> parts) {
-    Calls all;
-    for (const Calls& part : parts) {
-        all.insert(all.end(), part.begin(), part.end());
+// Each stage's calls up to where it stopped: a failing step ends its own
+// stage only, the later stages are still set up.
+TEST(AudioConfig, EachStepsFailureLogsItsMessageAndTheLaterStagesGoOn) {
+    struct Case {
+        const char* name;
+        std::optional<int> idiom; // 1: tablet, no speaker default
+        std::function<void(FakeAudioPlatform&)> arrange;
+        const char* log;
+        size_t session, queue, output; // calls made of each stage
+    };
+    const auto status = [](const char* call, int32_t value) {
+        return [=](FakeAudioPlatform& p) { p.statuses[call] = value; };
+    };
+    const Case cases[] = {
+        {"tablet", 1, {}, "", 2, 18, 7},
+        {"phone", 0, {}, "", 3, 18, 7},
+        {"unknown device", std::nullopt, {}, "", 3, 18, 7},
+        // Only the low 16 bits of a status count and are printed, sign-extended.
+        {"category", 0, status("sessionSetCategoryPlayAndRecord", 0x7fff0000 | 0xd8f4),
+         "Failed to set Audio Session to play and record.  -9996\n", 2, 18, 7},
+        {"zero low bits", 1,
+         [](FakeAudioPlatform& p) {
+             p.statuses["sessionSetCategoryPlayAndRecord"] = 0x10000;
+             p.statuses["queueNewInput"] = 0x20000;
+         },
+         "", 2, 18, 7},
+        {"speaker default", 0, status("sessionSetDefaultToSpeaker", -50),
+         "Failed to set output destination\n", 3, 18, 7},
+        {"untested statuses", 1,
+         [](FakeAudioPlatform& p) {
+             p.statuses["queueStart"] = -1;
+             p.statuses["sessionInitialize"] = -1;
+         },
+         "", 2, 18, 7},
+        {"new queue", 1, status("queueNewInput", -4), "Failed to create audio queue: -4\n", 2, 1,
+         7},
+        // Buffer 5 of 8: four stay enqueued and the queue never starts.
+        {"allocation", 1, [](FakeAudioPlatform& p) { p.failAllocationOf = 5; },
+         "Failed to allocate buffers for input audio queue -108\n", 2, 10, 7},
+        {"enqueue", 1, status("queueEnqueueBuffer", -66632),
+         "Failed to enqueue buffers for input audio queue -1096\n", 2, 3, 7},
+        {"component", 1, [](FakeAudioPlatform& p) { p.componentFound = false; },
+         "Failure to locate default audio output.\n", 2, 18, 1},
+        // Only an empty instance counts; its status is merely printed.
+        {"no instance", 1,
+         [](FakeAudioPlatform& p) {
+             p.instanceMade = false;
+             p.statuses["outputInstanceNew"] = -2;
+         },
+         "Error creating default audio output. -2\n", 2, 18, 2},
+        {"instance status", 1, status("outputInstanceNew", -2), "", 2, 18, 7},
+        {"record enable", 1, status("outputEnableIO 1 1 0", -3000),
+         "Failed to enable input on bus 1\n", 2, 18, 3},
+        {"play enable", 1, status("outputEnableIO 2 0 1", -10),
+         "Failed to disable output on bus 0\n", 2, 18, 4},
+        {"render callback", 1, status("outputSetRenderCallback", -3000),
+         "Failed to set audio output callback.  -3000\n", 2, 18, 5},
+        {"stream format", 1, status("outputSetStreamFormat", -3000),
+         "Failed to set audio output stream format.  -3000\n", 2, 18, 6},
+        {"initialize", 1, status("outputInitialize", -3000), "Failed to initialize output audio\n",
+         2, 18, 7},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        FakeAudioPlatform platform(c.idiom);
+        if (c.arrange) {
+            c.arrange(platform);
+        }
+        TarnLogCapture log;
+        auto engine = TarnData::create(platform);
+        EXPECT_EQ(log.text(), c.log);
+        Calls expected(kSessionCalls.begin(), kSessionCalls.begin() + c.session);
+        expected.insert(expected.end(), kQueueCalls.begin(), kQueueCalls.begin() + c.queue);
+        expected.insert(expected.end(), kOutputCalls.begin(), kOutputCalls.begin() + c.output);
+        EXPECT_EQ(platform.calls, expected);
+        EXPECT_EQ(platform.context, engine.get());
     }
-    return all;
 }
 
-TEST(AudioConfig, TabletSetsUpEverythingInOrderWithoutSpeakerDefault) {
-    FakeAudioPlatform platform(1);
-    TarnLogCapture log;
+TEST(AudioConfig, StreamsAre8000HzFloatMonoInStereoOut) {
+    FakeAudioPlatform platform;
     auto engine = TarnData::create(platform);
-    ASSERT_TRUE(engine);
-    EXPECT_EQ(platform.calls, concat({{"sessionInitialize", "sessionSetCategoryPlayAndRecord"},
-                                      kQueueCalls,
-                                      kOutputCalls}));
-    EXPECT_EQ(log.text(), "");
-    EXPECT_EQ(platform.context, engine.get());
-
     const AudioStreamFormat& in = platform.inputFormat;
     EXPECT_EQ(in.sampleRate, 8000.0);
-    EXPECT_EQ(in.formatID, 0x6c70636du);
     EXPECT_EQ(in.formatFlags, 41u);
     EXPECT_EQ(in.bytesPerFrame, 4u);
     EXPECT_EQ(in.channelsPerFrame, 1u);
-    EXPECT_EQ(in.bitsPerChannel, 32u);
-    EXPECT_EQ(platform.outputFormat.channelsPerFrame, 2u);
     EXPECT_EQ(platform.outputFormat.sampleRate, 8000.0);
-    EXPECT_EQ(platform.outputFormat.formatFlags, 41u);
-}
-
-TEST(AudioConfig, PhoneOrUnknownDeviceMakesSpeakerTheDefault) {
-    for (std::optional<int> idiom : {std::optional<int>(0), std::optional<int>()}) {
-        FakeAudioPlatform platform(idiom);
-        TarnLogCapture log;
-        auto engine = TarnData::create(platform);
-        EXPECT_EQ(platform.calls[2], "sessionSetDefaultToSpeaker 1");
-        EXPECT_EQ(log.text(), "");
-    }
-    FakeAudioPlatform refusing(0);
-    refusing.statuses["sessionSetDefaultToSpeaker"] = -50;
-    TarnLogCapture log;
-    auto engine = TarnData::create(refusing);
-    EXPECT_EQ(log.text(), "Failed to set output destination\n");
-    EXPECT_EQ(refusing.count("queueStart"), 1);
-    EXPECT_EQ(refusing.count("outputInitialize"), 1);
-}
-
-TEST(AudioConfig, CategoryFailureSkipsPortsButQueueAndUnitAreStillMade) {
-    FakeAudioPlatform platform(0);
-    // Only the low 16 bits count and are printed, sign-extended.
-    platform.statuses["sessionSetCategoryPlayAndRecord"] = 0x7fff0000 | 0xd8f4;
-    TarnLogCapture log;
-    auto engine = TarnData::create(platform);
-    EXPECT_EQ(log.text(), "Failed to set Audio Session to play and record.  -9996\n");
-    EXPECT_EQ(platform.count("sessionSetDefaultToSpeaker"), 0);
-    EXPECT_EQ(platform.calls, concat({{"sessionInitialize", "sessionSetCategoryPlayAndRecord"},
-                                      kQueueCalls,
-                                      kOutputCalls}));
-}
-
-TEST(AudioConfig, StatusWithZeroLow16BitsIsSuccess) {
-    FakeAudioPlatform platform(1);
-    platform.statuses["sessionSetCategoryPlayAndRecord"] = 0x10000;
-    platform.statuses["queueNewInput"] = 0x20000;
-    TarnLogCapture log;
-    auto engine = TarnData::create(platform);
-    EXPECT_EQ(log.text(), "");
-    EXPECT_EQ(platform.count("queueStart"), 1);
-}
-
-TEST(AudioConfig, InputQueueFailuresStopTheQueueSetUp) {
-    {
-        FakeAudioPlatform platform;
-        platform.statuses["queueNewInput"] = -4;
-        TarnLogCapture log;
-        auto engine = TarnData::create(platform);
-        EXPECT_EQ(log.text(), "Failed to create audio queue: -4\n");
-        EXPECT_EQ(platform.count("queue"), 1);
-        EXPECT_EQ(platform.count("outputInitialize"), 1);
-    }
-    {
-        // Buffer 5 of 8: four stay enqueued and the queue never starts.
-        FakeAudioPlatform platform;
-        platform.failAllocationOf = 5;
-        TarnLogCapture log;
-        auto engine = TarnData::create(platform);
-        EXPECT_EQ(log.text(), "Failed to allocate buffers for input audio queue -108\n");
-        EXPECT_EQ(platform.count("queueEnqueueBuffer"), 4);
-        EXPECT_EQ(platform.count("queueAllocateBuffer"), 5);
-        EXPECT_EQ(platform.count("queueStart"), 0);
-        EXPECT_EQ(platform.count("outputInitialize"), 1);
-    }
-    {
-        FakeAudioPlatform platform;
-        platform.statuses["queueEnqueueBuffer"] = -66632 /* low 16 bits: -1096 */;
-        TarnLogCapture log;
-        auto engine = TarnData::create(platform);
-        EXPECT_EQ(log.text(), "Failed to enqueue buffers for input audio queue -1096\n");
-        EXPECT_EQ(platform.count("queueAllocateBuffer"), 1);
-        EXPECT_EQ(platform.count("queueStart"), 0);
-    }
-}
-
-TEST(AudioConfig, QueueStartAndSessionStatusesAreNotTested) {
-    FakeAudioPlatform platform;
-    platform.statuses["queueStart"] = -1;
-    platform.statuses["sessionInitialize"] = -1;
-    TarnLogCapture log;
-    auto engine = TarnData::create(platform);
-    EXPECT_EQ(log.text(), "");
-}
-
-TEST(AudioConfig, EachOutputStepFailureLogsItsMessageAndStops) {
-    struct Case {
-        const char* operation;
-        const char* message;
-        size_t callsMade; // output calls up to and including the failing one
-    };
-    const Case cases[] = {
-        {"outputEnableIO", "Failed to enable input on bus 1\n", 3},
-        {"outputSetRenderCallback", "Failed to set audio output callback.  -3000\n", 5},
-        {"outputSetStreamFormat", "Failed to set audio output stream format.  -3000\n", 6},
-        {"outputInitialize", "Failed to initialize output audio\n", 7},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.operation);
-        FakeAudioPlatform platform;
-        platform.statuses[c.operation] = -3000;
-        TarnLogCapture log;
-        auto engine = TarnData::create(platform);
-        EXPECT_EQ(log.text(), c.message);
-        const Calls made(platform.calls.end() - static_cast<long>(c.callsMade),
-                         platform.calls.end());
-        EXPECT_EQ(made, Calls(kOutputCalls.begin(), kOutputCalls.begin() + c.callsMade));
-    }
-}
-
-TEST(AudioConfig, PlayEnableFailureUsesItsOwnMessage) {
-    FakeAudioPlatform platform;
-    platform.statuses["outputEnableIO 2 0 1"] = -10;
-    TarnLogCapture log;
-    auto engine = TarnData::create(platform);
-    EXPECT_EQ(log.text(), "Failed to disable output on bus 0\n");
-    EXPECT_EQ(platform.calls.back(), "outputEnableIO 2 0 1");
-}
-
-TEST(AudioConfig, MissingOutputComponentOrInstance) {
-    {
-        FakeAudioPlatform platform;
-        platform.componentFound = false;
-        TarnLogCapture log;
-        auto engine = TarnData::create(platform);
-        EXPECT_EQ(log.text(), "Failure to locate default audio output.\n");
-        EXPECT_EQ(platform.calls.back(), "outputFindComponent");
-        EXPECT_EQ(engine->audioOutput, nullptr);
-    }
-    {
-        // Only an empty instance counts; its status is merely printed.
-        FakeAudioPlatform platform;
-        platform.instanceMade = false;
-        platform.statuses["outputInstanceNew"] = -2;
-        TarnLogCapture log;
-        auto engine = TarnData::create(platform);
-        EXPECT_EQ(log.text(), "Error creating default audio output. -2\n");
-        EXPECT_EQ(platform.calls.back(), "outputInstanceNew");
-    }
-    {
-        FakeAudioPlatform platform;
-        platform.statuses["outputInstanceNew"] = -2;
-        TarnLogCapture log;
-        auto engine = TarnData::create(platform);
-        EXPECT_EQ(log.text(), "");
-        EXPECT_EQ(platform.calls.back(), "outputInitialize");
-    }
+    EXPECT_EQ(platform.outputFormat.channelsPerFrame, 2u);
 }
 
 TEST(AudioConfig, FilledBufferReachesTheEngineAndIsEnqueuedAgain) {
@@ -212,20 +128,20 @@ TEST(AudioConfig, FilledBufferReachesTheEngineAndIsEnqueuedAgain) {
     auto engine = TarnData::create(platform);
     ASSERT_NE(platform.inputCallback, nullptr);
     std::vector<float> samples(2000, 0.25f);
+    const auto deliver = [&](int buffer, uint32_t bytes) {
+        platform.inputCallback(platform.context, engine->inputAudioQueueRef,
+                               platform.buffer(buffer), samples.data(), bytes);
+    };
     platform.calls.clear();
-    platform.inputCallback(platform.context, engine->inputAudioQueueRef, platform.buffer(3),
-                           samples.data(), 8000);
+    deliver(3, 8000);
     EXPECT_EQ(platform.calls, Calls({"queueEnqueueBuffer 3"}));
     EXPECT_EQ(engine->audioSamplesTrainingBufferIndex, 2000);
-    // A partly filled buffer: byte size / 4 samples.
-    platform.inputCallback(platform.context, engine->inputAudioQueueRef, platform.buffer(3),
-                           samples.data(), 1002);
+    deliver(3, 1002); // a partly filled buffer: byte size / 4 samples
     EXPECT_EQ(engine->audioSamplesTrainingBufferIndex, 2250);
 
     platform.statuses["queueEnqueueBuffer"] = -6;
     TarnLogCapture log;
-    platform.inputCallback(platform.context, engine->inputAudioQueueRef, platform.buffer(1),
-                           samples.data(), 8000);
+    deliver(1, 8000);
     EXPECT_EQ(log.text(), "Failed to enqueue buffers for input audio queue -6\n");
 }
 
