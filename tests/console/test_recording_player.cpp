@@ -32,7 +32,6 @@ private slots:
         FakeAudioPlatform fake;
         RecordingPlayer player(fake, 0);
         std::unique_ptr<TarnData> engine = TarnData::create(player);
-        QCOMPARE(player.userInterfaceIdiom(), std::optional<int>(0));
 
         const std::vector<float> signal = testsignals::renderMessage("CQ de AB1CD\n", 1500.0);
         const std::string path = writeRecording("cq.wav", signal);
