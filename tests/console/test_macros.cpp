@@ -1,6 +1,6 @@
 // Macros and typed text through the console: both escape passes, what
-// reaches the transmitter, the echo, a refused send, frequency sync and the TX
-// indicator. What was sent is read from the engine's rendered block and
+// reaches the transmitter, the echo and the TX indicator, a refused send and
+// frequency sync. What was sent is read from the engine's rendered block and
 // compared sample for sample with the engine's own rendering of the expected
 // message; the fake platform's output never plays by itself, so a message
 // stays "playing" until the test pulls it through the render callback.
@@ -126,21 +126,22 @@ private slots:
         }
     }
 
-    void typedTextIsExpandedSentEchoedAndCleared() {
+    void typedTextIsSentEchoedAndASecondSendWaitsForTheFirst() {
+        // On the toolbar the TX indicator is shown through the action holding it.
+        QAction* txHolder = nullptr;
+        for (QAction* action : console->toolbar()->actions())
+            if (console->toolbar()->widgetForAction(action) == console->txIndicator())
+                txHolder = action;
+        QVERIFY(txHolder != nullptr && !txHolder->isVisible());
+
         QTest::keyClicks(field(), QStringLiteral("CQ de \\C\\n"));
         pressReturn();
         verifySent(QStringLiteral("CQ de AB1CD\n\n"));
-        QCOMPARE(console->textOutput()->toPlainText(),
-                 QStringLiteral("\nSending: CQ de AB1CD\n\n"));
+        const QString echo = QStringLiteral("\nSending: CQ de AB1CD\n\n");
+        QCOMPARE(console->textOutput()->toPlainText(), echo);
         QCOMPARE(field()->text(), QString());
-    }
-
-    void aSendWhileOneIsPlayingIsRefusedAndKeepsTheText() {
-        QTest::keyClicks(field(), QStringLiteral("first"));
-        pressReturn();
-        verifySent(QStringLiteral("first\n"));
         const float* firstBlock = engine().renderedAudio.load();
-        const QString echo = console->textOutput()->toPlainText();
+        QTRY_VERIFY(txHolder->isVisible() && console->txIndicator()->isVisibleTo(console.get()));
 
         engine().setFrequencyErrorOffset(-1.0f);
         const double tuned = engine().frequency();
@@ -156,6 +157,7 @@ private slots:
         QCOMPARE(console->displayFrequency()->text(), QString::asprintf("%.1f", tuned - 1.0));
 
         finishPlaying();
+        QTRY_VERIFY(!txHolder->isVisible());
         pressReturn();
         verifySent(QStringLiteral("again AB1CD\n\n"));
         QCOMPARE(field()->text(), QString());
@@ -219,25 +221,6 @@ private slots:
         QVERIFY(!engine().automaticFrequencyControl());
         QVERIFY(!console->afcOnOff()->isChecked());
         QCOMPARE(console->displayFrequency()->text(), QString::asprintf("%.1f", tuned + 3.0));
-    }
-
-    void txIndicatorFollowsTheTransmission() {
-        // On the toolbar the indicator is shown through the action holding it.
-        QLabel* tx = console->txIndicator();
-        QAction* holder = nullptr;
-        for (QAction* action : console->toolbar()->actions())
-            if (console->toolbar()->widgetForAction(action) == tx)
-                holder = action;
-        QVERIFY(holder != nullptr);
-        QVERIFY(!holder->isVisible());
-        field()->setText(QStringLiteral("tx"));
-        pressReturn();
-        QTRY_VERIFY(holder->isVisible() && tx->isVisibleTo(console.get()));
-        // Typing goes on while the message plays.
-        QTest::keyClicks(field(), QStringLiteral("next"));
-        QCOMPARE(field()->text(), QStringLiteral("next"));
-        finishPlaying();
-        QTRY_VERIFY(!holder->isVisible());
     }
 };
 
