@@ -13,6 +13,8 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
+#include <functional>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <thread>
@@ -39,42 +41,32 @@ TEST(Threads, TuningAndReadingWhileTheAudioThreadReceives) {
         }
     });
 
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(1500);
-    std::string text;
+    // The main thread's side, one action per step in turn. Each nudge replays
+    // 8 s of audio on this thread; a few suffice.
     int nudges = 0;
-    for (int step = 0; std::chrono::steady_clock::now() < deadline; ++step) {
-        switch (step % 8) {
-        case 0:
-            tarn->setFrequency(1490.0 + step % 20);
-            break;
-        case 1:
-            // Each nudge replays 8 s of audio on this thread; a few suffice.
+    const std::function<void(int)> actions[] = {
+        [&](int step) { tarn->setFrequency(1490.0 + step % 20); },
+        [&](int) {
             if (nudges < 3) {
                 tarn->nudgeFrequency(tarn->frequency() + 0.1);
                 ++nudges;
             }
-            break;
-        case 2:
-            tarn->lockFrequency();
-            break;
-        case 3:
-            tarn->setAutomaticFrequencyControl(!tarn->automaticFrequencyControl());
-            break;
-        case 4:
-            tarn->setBackgroundNoiseLevel(step % 16 == 4 ? -20.0f : -25.0f);
-            break;
-        case 5:
-            tarn->renderString(std::u16string_view(u"tu 73"));
-            break;
-        default: {
-            const float* row = tarn->getCurrentSpectrum(step % 512);
-            volatile float level = TarnData::spectrumLevel(row, 192) +
-                                   tarn->signalAtFrequency.load() +
-                                   tarn->frequencyErrorOffset.load();
+        },
+        [&](int) { tarn->lockFrequency(); },
+        [&](int) { tarn->setAutomaticFrequencyControl(!tarn->automaticFrequencyControl()); },
+        [&](int step) { tarn->setBackgroundNoiseLevel(step % 16 == 4 ? -20.0f : -25.0f); },
+        [&](int) { tarn->renderString(std::u16string_view(u"tu 73")); },
+        [&](int step) {
+            volatile float level =
+                TarnData::spectrumLevel(tarn->getCurrentSpectrum(step % 512), 192) +
+                tarn->signalAtFrequency.load() + tarn->frequencyErrorOffset.load();
             (void)level;
-            break;
-        }
-        }
+        },
+    };
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(1500);
+    std::string text;
+    for (int step = 0; std::chrono::steady_clock::now() < deadline; ++step) {
+        actions[step % std::size(actions)](step);
         while (auto part = tarn->drainTextBuffer()) {
             text += *part;
         }
