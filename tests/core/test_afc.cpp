@@ -10,6 +10,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace {
@@ -41,6 +42,14 @@ protected:
             tarn->secondStageInputAudioQ[n] = static_cast<float>(q);
         }
         tarn->iqSecondStageIndex = index;
+    }
+    // Offset (Hz), last and stored angle, phase-step count, FFT stage armed,
+    // quiet FFT evaluations.
+    using State = std::tuple<float, float, float, int, bool, int>;
+    State state() const {
+        return {tarn->frequencyErrorOffset.load(), tarn->afcLastAngle.load(),
+                tarn->afcStoredAngle.load(),       tarn->afcUpdates.load(),
+                tarn->useFFTForAFC.load(),         tarn->FFTAFCStable.load()};
     }
     void fftSteps(int count) {
         for (int call = 0; call < count; ++call) {
@@ -145,10 +154,8 @@ TEST_F(AFC, FFTStageHandsOverOnTheTwentiethQuietEvaluation) {
     EXPECT_NEAR(tarn->frequencyErrorOffset.load(), 19 * step, 1e-6);
     EXPECT_TRUE(tarn->useFFTForAFC.load());
     const float before = tarn->frequencyErrorOffset.load();
-    tarn->FFTBasedAFC();
-    EXPECT_FALSE(tarn->useFFTForAFC.load());
-    EXPECT_EQ(tarn->frequencyErrorOffset.load(), before);
-    EXPECT_EQ(tarn->FFTAFCStable.load(), 20);
+    tarn->FFTBasedAFC(); // the 20th: handed over, no step
+    EXPECT_EQ(state(), State(before, 0.0f, 0.0f, 0, false, 20));
 }
 
 TEST_F(AFC, QuietEvaluationsNeedNotBeConsecutiveAndSilenceIsQuiet) {
@@ -174,22 +181,16 @@ TEST_F(AFC, EverythingHoldsStillWhileSending) {
     tarn->FFTBasedAFC(); // loud
     fillBaseband({});
     tarn->FFTBasedAFC(); // quiet: would hand over
-    EXPECT_EQ(tarn->afcLastAngle.load(), 0.1f);
-    EXPECT_EQ(tarn->afcStoredAngle.load(), 0.0f);
-    EXPECT_EQ(tarn->frequencyErrorOffset.load(), 0.0f);
-    EXPECT_EQ(tarn->afcUpdates.load(), 0);
-    EXPECT_EQ(tarn->FFTAFCStable.load(), 19);
-    EXPECT_TRUE(tarn->useFFTForAFC.load());
+    EXPECT_EQ(state(), State(0.0f, 0.1f, 0.0f, 0, true, 19));
 }
 
 TEST_F(AFC, SwitchingOffResetsTheCorrectionButKeepsTheStage) {
     phaseStep(0.1);
     phaseStep(0.3);
     tarn->useFFTForAFC = false;
+    tarn->FFTAFCStable = 20;
     tarn->setAutomaticFrequencyControl(false);
-    EXPECT_EQ(tarn->frequencyErrorOffset.load(), 0.0f);
-    EXPECT_EQ(tarn->afcStoredAngle.load(), 0.0f);
-    EXPECT_EQ(tarn->afcLastAngle.load(), 0.0f);
+    EXPECT_EQ(state(), State(0.0f, 0.0f, 0.0f, 0, false, 20));
     tarn->setAutomaticFrequencyControl(true);
     EXPECT_FALSE(tarn->useFFTForAFC.load()); // not re-armed
 }
