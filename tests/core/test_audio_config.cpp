@@ -114,12 +114,12 @@ TEST(AudioConfig, EachStepsFailureLogsItsMessageAndTheLaterStagesGoOn) {
 TEST(AudioConfig, StreamsAre8000HzFloatMonoInStereoOut) {
     FakeAudioPlatform platform;
     auto engine = TarnData::create(platform);
-    const AudioStreamFormat& in = platform.inputFormat;
-    EXPECT_EQ(in.sampleRate, 8000.0);
-    EXPECT_EQ(in.formatFlags, 41u);
-    EXPECT_EQ(in.bytesPerFrame, 4u);
-    EXPECT_EQ(in.channelsPerFrame, 1u);
-    EXPECT_EQ(platform.outputFormat.sampleRate, 8000.0);
+    for (const AudioStreamFormat* format : {&platform.inputFormat, &platform.outputFormat}) {
+        EXPECT_EQ(format->sampleRate, 8000.0);
+        EXPECT_EQ(format->formatFlags, 41u); // float, packed, non-interleaved
+        EXPECT_EQ(format->bytesPerFrame, 4u);
+    }
+    EXPECT_EQ(platform.inputFormat.channelsPerFrame, 1u);
     EXPECT_EQ(platform.outputFormat.channelsPerFrame, 2u);
 }
 
