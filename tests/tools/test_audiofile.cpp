@@ -2,6 +2,8 @@
 // atomic WAV writing, and the reasons given for files that cannot be used.
 #include "AudioFile.h"
 
+#include "ScratchDirectoryTest.h"
+
 #include <gtest/gtest.h>
 #include <sndfile.h>
 
@@ -20,34 +22,13 @@ using audiofile::SampleFormat;
 
 namespace {
 
-class AudioFileTest : public testing::Test {
+class AudioFileTest : public ScratchDirectoryTest {
 protected:
-    void SetUp() override {
-        char pattern[] = "/tmp/tarn-audiofile-XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        directory = pattern;
-    }
-    void TearDown() override { fs::remove_all(directory); }
-
-    std::string path(const std::string& name) const { return (directory / name).string(); }
-
     std::optional<AudioFileError> write(const std::string& name, const std::vector<float>& samples,
                                         SampleFormat format = SampleFormat::float32) const {
         return audiofile::writeWavFile(path(name), samples.data(),
                                        static_cast<int64_t>(samples.size()), format);
     }
-
-    // Every file in the directory: a temporary file left behind shows here.
-    std::vector<std::string> listing() const {
-        std::vector<std::string> names;
-        for (const auto& entry : fs::directory_iterator(directory)) {
-            names.push_back(entry.path().filename().string());
-        }
-        std::sort(names.begin(), names.end());
-        return names;
-    }
-
-    fs::path directory;
 };
 
 // A sine of `hz` at `rate`, amplitude `level`.

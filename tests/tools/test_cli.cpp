@@ -2,6 +2,8 @@
 // recordings in other formats, the trace, retuning, and bad input.
 #include "AudioFile.h"
 
+#include "ScratchDirectoryTest.h"
+
 #include <gtest/gtest.h>
 #include <sndfile.h>
 
@@ -48,17 +50,8 @@ std::tuple<int, int, int> described(const std::string& file) {
     return {info.format, info.samplerate, info.channels};
 }
 
-class CliTest : public testing::Test {
+class CliTest : public ScratchDirectoryTest {
 protected:
-    void SetUp() override {
-        char pattern[] = "/tmp/tarn-cli-XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        directory = pattern;
-    }
-    void TearDown() override { fs::remove_all(directory); }
-
-    std::string path(const std::string& name) const { return (directory / name).string(); }
-
     // Runs the program with `arguments` (each passed exactly, through the
     // shell's single quotes), `input` on its standard input.
     Outcome run(const std::vector<std::string>& arguments, const std::string& input = "") const {
@@ -76,18 +69,6 @@ protected:
         }
         return result;
     }
-
-    // Files in the test directory (no temporary file may remain).
-    std::vector<std::string> listing() const {
-        std::vector<std::string> names;
-        for (const auto& entry : fs::directory_iterator(directory)) {
-            names.push_back(entry.path().filename().string());
-        }
-        std::sort(names.begin(), names.end());
-        return names;
-    }
-
-    fs::path directory;
 };
 
 TEST_F(CliTest, EncodedTextDecodesToTheSameBytes) {

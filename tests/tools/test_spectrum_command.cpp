@@ -3,7 +3,9 @@
 #include "AudioFile.h"
 #include "PngWriter.h"
 
+#include "ScratchDirectoryTest.h"
 #include <QImage>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -46,17 +48,8 @@ TEST(PngWriter, WritesAPictureThatReadsBack) {
     EXPECT_THROW(cli::encodePng(0, 0, {}), std::invalid_argument);
 }
 
-class SpectrumCommand : public testing::Test {
+class SpectrumCommand : public ScratchDirectoryTest {
 protected:
-    void SetUp() override {
-        char pattern[] = "/tmp/tarn-spectrum-XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        directory = pattern;
-    }
-    void TearDown() override { fs::remove_all(directory); }
-
-    std::string path(const std::string& name) const { return (directory / name).string(); }
-
     // A recording of a steady tone at `first` Hz for `seconds`, then as long
     // at `second` Hz.
     std::string tones(const std::string& name, double seconds, double first, double second) const {
@@ -83,7 +76,6 @@ protected:
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
-    fs::path directory;
     std::string errors;
 };
 
