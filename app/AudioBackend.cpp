@@ -1,7 +1,7 @@
-#include "AudioBackend.h"
+#include "app/AudioBackend.h"
 
-#include "PortAudioPlatform.h"
-#include "SettingsStore.h"
+#include "audio/PortAudioPlatform.h"
+#include "settings/SettingsStore.h"
 
 AudioBackend::AudioBackend(SettingsStore& store, FormFactor formFactor) {
     tarnaudio::AudioOptions options;

@@ -4,7 +4,7 @@
 // sound device or server the console still runs; the engine logs what failed.
 #pragma once
 
-#include "TarnViewController.h"
+#include "console/TarnViewController.h"
 
 #include <memory>
 

@@ -1,4 +1,4 @@
-#include "TarnAppDelegate.h"
+#include "app/TarnAppDelegate.h"
 
 #include <QGuiApplication>
 

@@ -2,10 +2,10 @@
 //
 //   tarn-psk31-console [--settings FILE] [--form-factor tablet|phone] [--play FILE]
 //                      [--screenshot PNG [--screenshot-after SECONDS]] [Qt options]
-#include "AudioBackend.h"
-#include "SettingsStore.h"
-#include "TarnAppDelegate.h"
-#include "TarnViewController.h"
+#include "app/AudioBackend.h"
+#include "settings/SettingsStore.h"
+#include "app/TarnAppDelegate.h"
+#include "console/TarnViewController.h"
 
 #include <QApplication>
 #include <QCommandLineParser>

@@ -1,4 +1,4 @@
-#include "AudioDevices.h"
+#include "audio/AudioDevices.h"
 
 #include <portaudio.h>
 

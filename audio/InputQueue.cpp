@@ -1,4 +1,4 @@
-#include "InputQueue.h"
+#include "audio/InputQueue.h"
 
 #include <algorithm>
 #include <cmath>

@@ -5,8 +5,8 @@
 // incoming audio is dropped and counted.
 #pragma once
 
-#include "AudioPlatform.h"
-#include "RateConverter.h"
+#include "engine/AudioPlatform.h"
+#include "audio/RateConverter.h"
 
 #include <portaudio.h>
 

@@ -1,4 +1,4 @@
-#include "OutputUnit.h"
+#include "audio/OutputUnit.h"
 
 #include <algorithm>
 #include <chrono>

@@ -9,8 +9,8 @@
 // and completes by itself.
 #pragma once
 
-#include "AudioPlatform.h"
-#include "RateConverter.h"
+#include "engine/AudioPlatform.h"
+#include "audio/RateConverter.h"
 
 #include <portaudio.h>
 

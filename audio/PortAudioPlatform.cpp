@@ -1,9 +1,9 @@
-#include "PortAudioPlatform.h"
+#include "audio/PortAudioPlatform.h"
 
-#include "AudioDevices.h"
-#include "InputQueue.h"
-#include "OutputUnit.h"
-#include "TarnLog.h"
+#include "audio/AudioDevices.h"
+#include "audio/InputQueue.h"
+#include "audio/OutputUnit.h"
+#include "log/TarnLog.h"
 
 #include <portaudio.h>
 

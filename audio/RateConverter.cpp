@@ -1,4 +1,4 @@
-#include "RateConverter.h"
+#include "audio/RateConverter.h"
 
 #include <samplerate.h>
 

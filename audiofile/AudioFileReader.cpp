@@ -1,5 +1,5 @@
 // Reading any libsndfile format as mono 8000 Hz float samples, piece by piece.
-#include "AudioFile.h"
+#include "audiofile/AudioFile.h"
 
 #include <samplerate.h>
 #include <sndfile.h>

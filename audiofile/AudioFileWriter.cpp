@@ -1,5 +1,5 @@
 // Writing mono 8000 Hz WAV files, whole or not at all.
-#include "AudioFile.h"
+#include "audiofile/AudioFile.h"
 
 #include <sndfile.h>
 

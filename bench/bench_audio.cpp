@@ -4,8 +4,8 @@
 //
 // The counter "budget_percent" is the share of real time used: CPU time per
 // buffer over the 250 ms the buffer lasts (per render call: over its 32 ms).
-#include "InputQueue.h"
-#include "TarnData.h"
+#include "audio/InputQueue.h"
+#include "engine/TarnData.h"
 
 #include <benchmark/benchmark.h>
 

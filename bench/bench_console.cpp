@@ -1,10 +1,10 @@
 // The console's refresh tick with its drawing, through whatever GL the
 // display offers (software GL under Xvfb):
 //   xvfb-run -a -s "-screen 0 1280x800x24" build/release/bench/bench_console
-#include "AudioPlatform.h"
-#include "SettingsStore.h"
-#include "SpectrumView.h"
-#include "TarnViewController.h"
+#include "engine/AudioPlatform.h"
+#include "settings/SettingsStore.h"
+#include "console/SpectrumView.h"
+#include "console/TarnViewController.h"
 
 #include <GL/gl.h>
 #include <QApplication>

@@ -3,7 +3,7 @@
 //
 //   cmake --preset release && cmake --build build/release --target bench_receive
 //   build/release/bench/bench_receive
-#include "TarnData.h"
+#include "engine/TarnData.h"
 
 #include <benchmark/benchmark.h>
 

@@ -1,7 +1,7 @@
 // Costs of the spectrum path and of the whole receive chain with spectrum and
 // AFC, on one core. The chain figure is reported as xRealTime: seconds of
 // 8000 Hz audio processed per second.
-#include "TarnData.h"
+#include "engine/TarnData.h"
 
 #include <benchmark/benchmark.h>
 

@@ -1,4 +1,4 @@
-#include "ConsoleWidgets.h"
+#include "console/ConsoleWidgets.h"
 
 #include <QHBoxLayout>
 #include <QSignalBlocker>

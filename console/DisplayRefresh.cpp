@@ -1,8 +1,8 @@
 // The refresh tick and the tuning and display controls.
-#include "ConsoleWidgets.h"
-#include "RecordingPlayer.h"
-#include "SpectrumView.h"
-#include "TarnViewController.h"
+#include "console/ConsoleWidgets.h"
+#include "console/RecordingPlayer.h"
+#include "console/SpectrumView.h"
+#include "console/TarnViewController.h"
 #include "ui_TarnViewController.h"
 
 #include <QCheckBox>

@@ -1,11 +1,11 @@
 // How the console comes to life and goes to sleep: set-up order, the lazy
 // engine, the display timer and GL context across background and foreground,
 // the toolbar titles and the way back from the settings screen.
-#include "ConsoleWidgets.h"
-#include "RecordingPlayer.h"
-#include "SettingsStore.h"
-#include "SpectrumView.h"
-#include "TarnViewController.h"
+#include "console/ConsoleWidgets.h"
+#include "console/RecordingPlayer.h"
+#include "settings/SettingsStore.h"
+#include "console/SpectrumView.h"
+#include "console/TarnViewController.h"
 #include "ui_TarnViewController.h"
 
 #include <QDialog>

@@ -15,11 +15,11 @@
 // 8 bits of each. Characters that pass through appendCharToInputString are cut
 // to their low 8 bits and dropped unless ASCII, while the expansions of \C, \L
 // and \S go in whole.
-#include "TarnViewController.h"
+#include "console/TarnViewController.h"
 
-#include "AudioDeviceList.h"
-#include "SettingsStore.h"
-#include "SettingsViewController.h"
+#include "settings/AudioDeviceList.h"
+#include "settings/SettingsStore.h"
+#include "settings/SettingsViewController.h"
 
 #include <QCheckBox>
 #include <QLabel>

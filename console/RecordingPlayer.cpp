@@ -1,6 +1,6 @@
-#include "RecordingPlayer.h"
+#include "console/RecordingPlayer.h"
 
-#include "AudioFile.h"
+#include "audiofile/AudioFile.h"
 
 #include <chrono>
 

@@ -8,7 +8,7 @@
 // back to their queue unused. The player thread only moves samples.
 #pragma once
 
-#include "AudioPlatform.h"
+#include "engine/AudioPlatform.h"
 
 #include <atomic>
 #include <memory>

@@ -1,8 +1,8 @@
 // First-run defaults of the operator's settings, and applying the settings to
 // the toolbar and the engine. Every backslash in the macro texts is a literal
 // backslash: the escapes are expanded only when a macro is sent.
-#include "SettingsStore.h"
-#include "TarnViewController.h"
+#include "settings/SettingsStore.h"
+#include "console/TarnViewController.h"
 
 namespace {
 

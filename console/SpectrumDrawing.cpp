@@ -5,9 +5,9 @@
 // from the engine's waterfall history (levels 0.0 .. 3.0), newest first, and
 // are read with relaxed loads because the audio thread may be writing the
 // newest row while it is drawn.
-#include "SpectrumView.h"
-#include "TarnLog.h"
-#include "TarnViewController.h"
+#include "console/SpectrumView.h"
+#include "log/TarnLog.h"
+#include "console/TarnViewController.h"
 
 #include <GL/gl.h>
 

@@ -1,4 +1,4 @@
-#include "SpectrumView.h"
+#include "console/SpectrumView.h"
 
 #include <QOpenGLContext>
 #include <QOpenGLFunctions>

@@ -1,10 +1,10 @@
 // The main screen's construction, outlets and input events.
-#include "TarnViewController.h"
+#include "console/TarnViewController.h"
 
-#include "ConsoleWidgets.h"
-#include "RecordingPlayer.h"
-#include "SettingsStore.h"
-#include "SpectrumView.h"
+#include "console/ConsoleWidgets.h"
+#include "console/RecordingPlayer.h"
+#include "settings/SettingsStore.h"
+#include "console/SpectrumView.h"
 #include "ui_TarnViewController.h"
 
 #include <QCheckBox>

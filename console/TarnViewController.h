@@ -23,8 +23,8 @@
 // properties, drainTextBuffer and spectrumLevel.
 #pragma once
 
-#include "SettingsDelegate.h"
-#include "TarnData.h"
+#include "settings/SettingsDelegate.h"
+#include "engine/TarnData.h"
 
 #include <QMainWindow>
 #include <QPointF>

@@ -7,7 +7,7 @@
 //   change from one symbol instant to the next.
 // Both run on the audio input thread inside the receive chain and hold still
 // while a message is being sent.
-#include "TarnData.h"
+#include "engine/TarnData.h"
 
 #include <cmath>
 

@@ -2,8 +2,8 @@
 // never torn down. Every failing step logs its fixed message (with the
 // platform status as a 16-bit signed value where the message has one) and
 // gives up; the engine carries on without that facility.
-#include "TarnData.h"
-#include "TarnLog.h"
+#include "engine/TarnData.h"
+#include "log/TarnLog.h"
 
 namespace {
 

@@ -4,9 +4,9 @@
 //
 // A phase change of about π between two points one symbol apart is a 0 bit,
 // none a 1 bit; two 0 bits in a row close a varicode character.
-#include "TarnData.h"
+#include "engine/TarnData.h"
 
-#include "varicode.h"
+#include "varicode/varicode.h"
 
 #include <cmath>
 #include <string_view>

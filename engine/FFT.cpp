@@ -1,7 +1,7 @@
 // The engine's radix-2 FFT: a recursive decimation-in-time transform over
 // interleaved complex floats, forward and unscaled, output in natural order.
 // Used at 1024 points for the spectrum and at 512 points for the FFT AFC.
-#include "TarnData.h"
+#include "engine/TarnData.h"
 
 #include <cmath>
 

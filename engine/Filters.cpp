@@ -9,7 +9,7 @@
 // DC, evaluated only at symbol instants. Response: a peak of about 1.14 near
 // 10 Hz, 0.79 at 15.625 Hz, 0.09 at 25 Hz, below 0.0005 from the symbol rate
 // (31.25 Hz) on.
-#include "TarnData.h"
+#include "engine/TarnData.h"
 
 #include <cmath>
 

@@ -3,9 +3,9 @@
 // phase inverted for a '0' symbol and kept for a '1', with a sin² envelope
 // through zero around every reversal. Runs on the sending thread while the
 // output is stopped.
-#include "TarnData.h"
+#include "engine/TarnData.h"
 
-#include "varicode.h"
+#include "varicode/varicode.h"
 
 #include <cmath>
 #include <cstdint>

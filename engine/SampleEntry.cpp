@@ -4,7 +4,7 @@
 // Every input sample (8000 Hz) goes into the history ring, through the mixer
 // into the 1024-entry I/Q rings, and into the spectrum block; every 16th
 // sample the demodulator makes one 500 Hz baseband sample from the rings.
-#include "TarnData.h"
+#include "engine/TarnData.h"
 
 #include <cmath>
 

@@ -1,8 +1,8 @@
 // Starting and ending a transmission, and the output render callback that
 // plays the rendered block. One message at a time; no lock anywhere here:
 // isSending is set on the main thread and cleared on the render thread.
-#include "TarnData.h"
-#include "TarnLog.h"
+#include "engine/TarnData.h"
+#include "log/TarnLog.h"
 
 bool TarnData::sendString(std::u16string_view text) {
     // Read-then-write is not one step; all sends come from the main thread.

@@ -7,7 +7,7 @@
 // getCurrentSpectrum without a lock while the newest row is being written, so
 // every element of normalizedSpectrumData is stored here with a relaxed
 // atomic store and read elsewhere with spectrumLevel (a torn row is fine).
-#include "TarnData.h"
+#include "engine/TarnData.h"
 
 #include <atomic>
 #include <cmath>

@@ -1,7 +1,7 @@
 // Construction in its fixed order, defaults, and the engine's lifetime.
-#include "TarnData.h"
+#include "engine/TarnData.h"
 
-#include "varicode.h"
+#include "varicode/varicode.h"
 
 std::unique_ptr<TarnData> TarnData::create(AudioPlatform& platform) {
     // Value-initialisation zeroes every field before init sets the defaults.

@@ -17,7 +17,7 @@
 // configuration (AudioConfig.cpp).
 #pragma once
 
-#include "AudioPlatform.h"
+#include "engine/AudioPlatform.h"
 
 #include <atomic>
 #include <cstdint>

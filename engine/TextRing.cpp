@@ -1,7 +1,7 @@
 // The received-text ring between the audio thread (producer) and the
 // display refresh (consumer): 256 slots, at most 255 characters, guarded by
 // textBufferLock. The producer never waits: a full ring drops new characters.
-#include "TarnData.h"
+#include "engine/TarnData.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 // mixer step that follows from it. Called on the main thread while the audio
 // thread runs the receive chain; every field written here is an atomic that
 // the chain reads afresh.
-#include "TarnData.h"
+#include "engine/TarnData.h"
 
 namespace {
 

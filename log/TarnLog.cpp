@@ -1,4 +1,4 @@
-#include "TarnLog.h"
+#include "log/TarnLog.h"
 
 #include <algorithm>
 #include <cstdarg>

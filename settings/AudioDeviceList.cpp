@@ -1,9 +1,9 @@
 // The settings screen's device scan, through the audio layer's own listing so
 // that the names offered are exactly those it opens devices by.
-#include "AudioDeviceList.h"
+#include "settings/AudioDeviceList.h"
 
-#include "AudioDevices.h"
-#include "TarnLog.h"
+#include "audio/AudioDevices.h"
+#include "log/TarnLog.h"
 
 AudioDeviceNames listAudioDevices() {
     AudioDeviceNames names;

@@ -1,6 +1,6 @@
-#include "SettingsStore.h"
+#include "settings/SettingsStore.h"
 
-#include "TarnLog.h"
+#include "log/TarnLog.h"
 
 #include <QDir>
 #include <QFile>

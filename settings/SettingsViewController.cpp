@@ -1,7 +1,7 @@
-#include "SettingsViewController.h"
+#include "settings/SettingsViewController.h"
 
-#include "SettingsDelegate.h"
-#include "SettingsStore.h"
+#include "settings/SettingsDelegate.h"
+#include "settings/SettingsStore.h"
 #include "ui_SettingsViewController.h"
 
 #include <QCheckBox>

@@ -6,7 +6,7 @@
 // There is no cancel.
 #pragma once
 
-#include "AudioDeviceList.h"
+#include "settings/AudioDeviceList.h"
 
 #include <QDialog>
 

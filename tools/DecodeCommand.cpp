@@ -1,6 +1,6 @@
 // tarn-psk31 decode: a recording in, the received text out.
-#include "CommandLine.h"
-#include "DecodeRun.h"
+#include "tools/CommandLine.h"
+#include "tools/DecodeRun.h"
 
 #include <cstdio>
 

@@ -1,8 +1,8 @@
-#include "DecodeRun.h"
+#include "tools/DecodeRun.h"
 
-#include "AudioFile.h"
-#include "Interrupt.h"
-#include "Progress.h"
+#include "audiofile/AudioFile.h"
+#include "tools/Interrupt.h"
+#include "tools/Progress.h"
 
 #include <cmath>
 #include <cstring>

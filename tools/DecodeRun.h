@@ -11,9 +11,9 @@
 // append a trace line.
 #pragma once
 
-#include "AudioPlatform.h"
-#include "CommandLine.h"
-#include "TarnData.h"
+#include "engine/AudioPlatform.h"
+#include "tools/CommandLine.h"
+#include "engine/TarnData.h"
 
 #include <cstdint>
 #include <cstdio>

@@ -1,7 +1,7 @@
 // tarn-psk31 devices: the audio inputs and outputs that listen and send can
 // use, with the system defaults marked.
-#include "AudioDevices.h"
-#include "CommandLine.h"
+#include "audio/AudioDevices.h"
+#include "tools/CommandLine.h"
 
 #include <portaudio.h>
 

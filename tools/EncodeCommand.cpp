@@ -1,9 +1,9 @@
 // tarn-psk31 encode: text in, the PSK31 signal the station would transmit out,
 // as an 8000 Hz mono WAV file.
-#include "AudioFile.h"
-#include "CommandLine.h"
-#include "TarnData.h"
-#include "varicode.h"
+#include "audiofile/AudioFile.h"
+#include "tools/CommandLine.h"
+#include "engine/TarnData.h"
+#include "varicode/varicode.h"
 
 #include <cerrno>
 #include <climits>

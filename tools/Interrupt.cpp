@@ -1,4 +1,4 @@
-#include "Interrupt.h"
+#include "tools/Interrupt.h"
 
 #include <atomic>
 #include <csignal>

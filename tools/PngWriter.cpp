@@ -1,4 +1,4 @@
-#include "PngWriter.h"
+#include "tools/PngWriter.h"
 
 #include <stdexcept>
 #include <string>

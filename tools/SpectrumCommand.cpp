@@ -1,9 +1,9 @@
 // tarn-psk31 spectrum: a recording in, the receiver's waterfall out as a
 // picture (and optionally as the raw normalised rows).
-#include "AudioFile.h"
-#include "CommandLine.h"
-#include "DecodeRun.h"
-#include "PngWriter.h"
+#include "audiofile/AudioFile.h"
+#include "tools/CommandLine.h"
+#include "tools/DecodeRun.h"
+#include "tools/PngWriter.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,7 +1,7 @@
 // tarn-psk31: the station's command-line tool. Dispatches the first argument
 // to its command (see Commands.h for the list).
-#include "CommandLine.h"
-#include "Commands.h"
+#include "tools/CommandLine.h"
+#include "tools/Commands.h"
 
 #include <cstdio>
 #include <cstring>

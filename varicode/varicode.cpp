@@ -1,6 +1,6 @@
-#include "varicode.h"
+#include "varicode/varicode.h"
 
-#include "TarnLog.h"
+#include "log/TarnLog.h"
 
 #include <cstring>
 #include <stdexcept>

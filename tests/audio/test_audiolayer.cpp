@@ -2,10 +2,10 @@
 // the engine's 2000-sample blocks from device chunks, converting other rates
 // to and from 8000 Hz, cleaning NaN and infinity, and the stop the engine
 // requests from inside the render callback.
-#include "InputQueue.h"
-#include "OutputUnit.h"
-#include "PortAudioPlatform.h"
-#include "RateConverter.h"
+#include "audio/InputQueue.h"
+#include "audio/OutputUnit.h"
+#include "audio/PortAudioPlatform.h"
+#include "audio/RateConverter.h"
 
 #include <gtest/gtest.h>
 

@@ -2,9 +2,9 @@
 // console's tests.
 #pragma once
 
-#include "AudioPlatform.h"
-#include "SettingsStore.h"
-#include "TarnViewController.h"
+#include "engine/AudioPlatform.h"
+#include "settings/SettingsStore.h"
+#include "console/TarnViewController.h"
 
 #include <QTemporaryDir>
 

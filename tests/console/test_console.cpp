@@ -1,9 +1,9 @@
 // The console without drawing: refresh tick, tuning controls, display
 // switches, lifecycle and settings defaults.
-#include "ConsoleFixture.h"
-#include "ConsoleWidgets.h"
-#include "SpectrumView.h"
-#include "TarnLog.h"
+#include "tests/console/ConsoleFixture.h"
+#include "console/ConsoleWidgets.h"
+#include "console/SpectrumView.h"
+#include "log/TarnLog.h"
 
 #include <QCheckBox>
 #include <QFile>

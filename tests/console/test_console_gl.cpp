@@ -1,7 +1,7 @@
 // Drawing of the spectrum and the waterfall, read back from the GL view's
 // framebuffer. Needs a real GL context (run under Xvfb).
-#include "ConsoleFixture.h"
-#include "SpectrumView.h"
+#include "tests/console/ConsoleFixture.h"
+#include "console/SpectrumView.h"
 
 #include <QLabel>
 #include <QLineEdit>

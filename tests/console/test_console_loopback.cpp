@@ -3,9 +3,9 @@
 // device until the transmission ends. Run by console_loopback_test.sh, which
 // provides a private sound server and checks what a listening receiver
 // decodes; without that server (no PULSE_SERVER) the test is skipped.
-#include "PortAudioPlatform.h"
-#include "SettingsStore.h"
-#include "TarnViewController.h"
+#include "audio/PortAudioPlatform.h"
+#include "settings/SettingsStore.h"
+#include "console/TarnViewController.h"
 
 #include <QLineEdit>
 #include <QPlainTextEdit>

@@ -4,9 +4,9 @@
 // compared sample for sample with the engine's own rendering of the expected
 // message; the fake platform's output never plays by itself, so a message
 // stays "playing" until the test pulls it through the render callback.
-#include "FakeAudioPlatform.h"
-#include "SettingsStore.h"
-#include "TarnViewController.h"
+#include "tests/support/FakeAudioPlatform.h"
+#include "settings/SettingsStore.h"
+#include "console/TarnViewController.h"
 
 #include <QAction>
 #include <QCheckBox>

@@ -1,11 +1,11 @@
 // The recording player: a file reaches the engine through the input path in
 // whole 2000-sample blocks at the pace of live input, and live input is set
 // aside while it plays.
-#include "AudioFile.h"
-#include "FakeAudioPlatform.h"
-#include "RecordingPlayer.h"
-#include "TarnData.h"
-#include "TestSignals.h"
+#include "audiofile/AudioFile.h"
+#include "tests/support/FakeAudioPlatform.h"
+#include "console/RecordingPlayer.h"
+#include "engine/TarnData.h"
+#include "tests/support/TestSignals.h"
 
 #include <QElapsedTimer>
 #include <QTemporaryDir>

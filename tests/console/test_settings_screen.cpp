@@ -1,11 +1,11 @@
 // The settings screen against a real store file: what it shows when it opens,
 // what it writes when the operator finishes, the device choosers, the web link
 // and the keyboard handling on a phone.
-#include "FakeAudioPlatform.h"
-#include "SettingsDelegate.h"
-#include "SettingsStore.h"
-#include "SettingsViewController.h"
-#include "TarnViewController.h"
+#include "tests/support/FakeAudioPlatform.h"
+#include "settings/SettingsDelegate.h"
+#include "settings/SettingsStore.h"
+#include "settings/SettingsViewController.h"
+#include "console/TarnViewController.h"
 
 #include <QAction>
 #include <QCheckBox>

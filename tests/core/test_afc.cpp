@@ -1,8 +1,8 @@
 // Automatic frequency control: the phase stage and the FFT stage step by step,
 // then the whole receiver pulling in and following real PSK31 signals.
-#include "DriftSignals.h"
-#include "TarnData.h"
-#include "TestSignals.h"
+#include "tests/support/DriftSignals.h"
+#include "engine/TarnData.h"
+#include "tests/support/TestSignals.h"
 
 #include <gtest/gtest.h>
 

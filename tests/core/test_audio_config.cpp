@@ -1,9 +1,9 @@
 // Audio session, input queue and output unit set-up against a scripted
 // platform: step order, the fixed failure messages, and what still happens
 // after a step fails.
-#include "FakeAudioPlatform.h"
-#include "TarnData.h"
-#include "TarnLog.h"
+#include "tests/support/FakeAudioPlatform.h"
+#include "engine/TarnData.h"
+#include "log/TarnLog.h"
 
 #include <gtest/gtest.h>
 

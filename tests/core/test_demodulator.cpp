@@ -1,8 +1,8 @@
 // The demodulator: character assembly from bits, the phase decision between
 // two symbol-filter outputs, squelch gating, and the symbol clock's slips.
-#include "DriftSignals.h"
-#include "IdleSignals.h"
-#include "TarnData.h"
+#include "tests/support/DriftSignals.h"
+#include "tests/support/IdleSignals.h"
+#include "engine/TarnData.h"
 
 #include <gtest/gtest.h>
 

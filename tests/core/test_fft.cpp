@@ -1,5 +1,5 @@
 // The engine's radix-2 FFT against closed-form transforms and a plain DFT.
-#include "TarnData.h"
+#include "engine/TarnData.h"
 
 #include <gtest/gtest.h>
 

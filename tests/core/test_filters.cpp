@@ -1,6 +1,6 @@
 // The two FIR stages: their frequency responses computed from the tables,
 // and the circular indexing of doFIRFilter against a plain loop.
-#include "TarnData.h"
+#include "engine/TarnData.h"
 
 #include <gtest/gtest.h>
 

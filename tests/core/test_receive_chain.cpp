@@ -1,9 +1,9 @@
 // The whole receiver: rendered PSK31 in, text out, through the engine's
 // sample entry exactly as the audio thread feeds it (2000-sample blocks).
-#include "DriftSignals.h"
-#include "IdleSignals.h"
-#include "TarnData.h"
-#include "TestSignals.h"
+#include "tests/support/DriftSignals.h"
+#include "tests/support/IdleSignals.h"
+#include "engine/TarnData.h"
+#include "tests/support/TestSignals.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // Rendering a message to PSK31 audio: block size, carrier, phase reversals
 // and their envelope, and the refusal of a message too long to count.
-#include "TarnData.h"
+#include "engine/TarnData.h"
 
-#include "varicode.h"
+#include "varicode/varicode.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Sample entry: the mixer against a plain loop, block bookkeeping (baseband
 // samples and spectrum blocks), the history ring and its replay.
-#include "TarnData.h"
+#include "engine/TarnData.h"
 
 #include <gtest/gtest.h>
 

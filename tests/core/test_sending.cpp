@@ -1,9 +1,9 @@
 // Starting and ending a transmission against a scripted platform, and the
 // render callback's copying, silence and late end. Rendered blocks are kept
 // by the engine for good (see lsan-engine.supp).
-#include "FakeAudioPlatform.h"
-#include "TarnData.h"
-#include "TarnLog.h"
+#include "tests/support/FakeAudioPlatform.h"
+#include "engine/TarnData.h"
+#include "log/TarnLog.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Waterfall rows: collection, log power, display levels and normalisation.
-#include "TarnData.h"
+#include "engine/TarnData.h"
 
 #include <gtest/gtest.h>
 

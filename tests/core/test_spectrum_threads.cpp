@@ -1,8 +1,8 @@
 // The console's lock-free reads of waterfall rows, display levels and the AFC
 // correction while the audio thread writes them (run under ThreadSanitizer).
-#include "DriftSignals.h"
-#include "TarnData.h"
-#include "TestSignals.h"
+#include "tests/support/DriftSignals.h"
+#include "engine/TarnData.h"
+#include "tests/support/TestSignals.h"
 
 #include <gtest/gtest.h>
 

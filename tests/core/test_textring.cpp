@@ -1,6 +1,6 @@
 // The received-text ring: what the display gets back, in order, when full,
 // wrapped or empty.
-#include "TarnData.h"
+#include "engine/TarnData.h"
 
 #include <gtest/gtest.h>
 

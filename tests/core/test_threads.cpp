@@ -3,10 +3,10 @@
 // renders a message and drains text. Run under ThreadSanitizer (preset
 // "tsan") this must be clean; in any build the engine must come out of it
 // still decoding.
-#include "DriftSignals.h"
-#include "IdleSignals.h"
-#include "TarnData.h"
-#include "TestSignals.h"
+#include "tests/support/DriftSignals.h"
+#include "tests/support/IdleSignals.h"
+#include "engine/TarnData.h"
+#include "tests/support/TestSignals.h"
 
 #include <gtest/gtest.h>
 

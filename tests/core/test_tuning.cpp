@@ -1,6 +1,6 @@
 // Tuning: what setFrequency, nudgeFrequency and lockFrequency keep and what
 // they reset, the range they keep to, and the mixer step they set.
-#include "TarnData.h"
+#include "engine/TarnData.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
-#include "DriftSignals.h"
+#include "tests/support/DriftSignals.h"
 
-#include "varicode.h"
+#include "varicode/varicode.h"
 
 #include <algorithm>
 #include <cmath>

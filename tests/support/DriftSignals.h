@@ -2,7 +2,7 @@
 // that feeds recordings to an engine block by block while watching the AFC.
 #pragma once
 
-#include "TarnData.h"
+#include "engine/TarnData.h"
 
 #include <functional>
 #include <string>

@@ -3,7 +3,7 @@
 // for each operation, and hands out numbered buffer handles.
 #pragma once
 
-#include "AudioPlatform.h"
+#include "engine/AudioPlatform.h"
 
 #include <cstdint>
 #include <map>

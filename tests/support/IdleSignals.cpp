@@ -1,7 +1,7 @@
-#include "IdleSignals.h"
+#include "tests/support/IdleSignals.h"
 
-#include "TestSignals.h"
-#include "varicode.h"
+#include "tests/support/TestSignals.h"
+#include "varicode/varicode.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
-#include "TestSignals.h"
+#include "tests/support/TestSignals.h"
 
-#include "TarnData.h"
+#include "engine/TarnData.h"
 
 #include <random>
 

@@ -1,8 +1,8 @@
 // The audio file module: conversion to 8000 Hz mono on reading, exact and
 // atomic WAV writing, and the reasons given for files that cannot be used.
-#include "AudioFile.h"
+#include "audiofile/AudioFile.h"
 
-#include "ScratchDirectoryTest.h"
+#include "tests/support/ScratchDirectoryTest.h"
 
 #include <gtest/gtest.h>
 #include <sndfile.h>

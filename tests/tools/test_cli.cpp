@@ -1,8 +1,8 @@
 // tarn-psk31 as a user runs it: text through encode and decode and back,
 // recordings in other formats, the trace, retuning, and bad input.
-#include "AudioFile.h"
+#include "audiofile/AudioFile.h"
 
-#include "ScratchDirectoryTest.h"
+#include "tests/support/ScratchDirectoryTest.h"
 
 #include <gtest/gtest.h>
 #include <sndfile.h>

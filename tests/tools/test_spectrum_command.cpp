@@ -1,9 +1,9 @@
 // tarn-psk31 spectrum as a user runs it, and the PNG encoder behind it. The
 // pictures are read back with Qt's PNG reader, independent of the encoder.
-#include "AudioFile.h"
-#include "PngWriter.h"
+#include "audiofile/AudioFile.h"
+#include "tools/PngWriter.h"
 
-#include "ScratchDirectoryTest.h"
+#include "tests/support/ScratchDirectoryTest.h"
 #include <QImage>
 
 #include <gtest/gtest.h>
