@@ -135,7 +135,7 @@ bool LogFile::append(const std::vector<Qso>& contacts, std::string& error) const
         std::filesystem::create_directories(filePath.parent_path(), ignored);
     }
     const bool existed = std::filesystem::exists(filePath, ignored);
-    const int fd = ::open(filePath.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+    const int fd = ::open(filePath.c_str(), O_RDWR | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
     if (fd < 0) {
         error = systemError(filePath.string());
         return false;
