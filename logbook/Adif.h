@@ -18,6 +18,8 @@ namespace logbook {
 struct AdifField {
     std::string name; // upper case
     std::string value;
+
+    bool operator==(const AdifField&) const = default;
 };
 using AdifRecord = std::vector<AdifField>;
 

@@ -167,6 +167,9 @@ std::optional<Qso> qsoFromRecord(const AdifRecord& record, std::string* why) {
     if (call == nullptr || call->empty()) {
         return fail("no CALL");
     }
+    if (!callCharacters(*call)) {
+        return fail("CALL '" + *call + "' is not a call sign");
+    }
     if (date == nullptr || !parseAdifDate(*date)) {
         return fail("no valid QSO_DATE");
     }
@@ -176,15 +179,14 @@ std::optional<Qso> qsoFromRecord(const AdifRecord& record, std::string* why) {
     Qso qso;
     qso.mode.clear();
     qso.submode.clear();
+    qso.call = upper(*call);
     qso.timeOn = toSeconds(*parseAdifDate(*date)) + *parseAdifTime(*timeOn);
     qso.timeOff = qso.timeOn;
     std::optional<UtcTime> dateOff;
     for (const AdifField& field : record) {
         const std::string& v = field.value;
         const std::string& n = field.name;
-        if (n == "CALL") {
-            qso.call = upper(v);
-        } else if (n == "QSO_DATE" || n == "TIME_ON") {
+        if (n == "CALL" || n == "QSO_DATE" || n == "TIME_ON") {
         } else if (n == "QSO_DATE_OFF" && parseAdifDate(v)) {
             dateOff = parseAdifDate(v);
         } else if (n == "TIME_OFF" && parseAdifTime(v)) {

@@ -152,7 +152,11 @@ bool LogFile::append(const std::vector<Qso>& contacts, std::string& error) const
     if (status.st_size == 0) {
         text = adifHeader(programVersion(), nowSeconds());
     } else if (!endsCleanly(fd, status.st_size)) {
-        text = "\n<EOR>\n"; // closes off a damaged last record
+        // Closes off a damaged last record. A field cut short swallows the
+        // start of what follows: fewer than five bytes and the first marker
+        // still ends the record; more and its data holds a whole marker,
+        // which readers take as damage and resume after it.
+        text = "<EOR><EOR>\n";
     }
     for (const Qso& qso : contacts) {
         text += adifRecordText(toAdifRecord(qso));

@@ -382,9 +382,7 @@ int logCommand(int argc, char** argv) {
         }
     }
     if (options.subcommand.empty()) {
-        reportError(kCommand, "which log command? add, list, export, import or check");
-        printLogHelp(stderr);
-        return kExitUsage;
+        return reportUsageError(kCommand, "which log command? add, list, export, import or check");
     }
     if (!qso.band.empty()) {
         qso.band = logbook::canonicalBand(qso.band);
