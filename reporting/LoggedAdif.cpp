@@ -20,7 +20,8 @@ void putUtf8(std::vector<uint8_t>& out, std::string_view text) {
 } // namespace
 
 std::string loggedAdifText(const logbook::Qso& qso) {
-    std::string text;
+    // A header is only a header when the text does not start with '<'.
+    std::string text = "tarn-psk31 contact\n";
     logbook::appendAdifField(text, "ADIF_VER", logbook::kAdifVersion);
     text += '\n';
     logbook::appendAdifField(text, "PROGRAMID", logbook::kProgramId);
