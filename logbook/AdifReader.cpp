@@ -145,6 +145,15 @@ private:
 
     void endMarker(size_t at, const std::string& marker) {
         if (marker == "EOH") {
+            // Some programs start the header with a field; what came before
+            // the first <EOH> was that header.
+            if (!inHeader && reading == AdifReading::Lenient && document.records.empty() &&
+                !document.hasHeader) {
+                document.header = std::move(current);
+                document.hasHeader = true;
+                current.clear();
+                return;
+            }
             if (!inHeader) {
                 fault(at, "<EOH> after the header");
                 return;

@@ -133,6 +133,7 @@ TEST(Adif, ForeignAndDamagedFilesReadAsFarAsTheyParse) {
          "Exported by something\n<ADIF_VER:5>3.1.0 <USERDEF1:3:N>EPC <EOH>\n" + a,
          {"W1AW"},
          0},
+        {"header starting with a field", "<ADIF_VER:5>3.1.0<EOH>\n" + a, {"W1AW"}, 0},
         {"comments between records",
          "x <EOH> note\n" + a + "free text\n" + b,
          {"W1AW", "K1ABC"},
