@@ -2,6 +2,7 @@
 
 #include "scanner/ScannerTypes.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 
@@ -12,7 +13,7 @@ namespace {
 constexpr double kPi = 3.141592653589793;
 constexpr int kSize = 512;
 constexpr int kSearchBins = 16;        // ±15.6 Hz of the squared line (±7.8 Hz of carrier)
-constexpr double kLineContrast = 4.0;  // strongest bin against the mean of the search range
+constexpr double kLineContrast = 4.0;  // strongest bin against the median of the search range
 
 struct Tables {
     std::array<stages::Complex, kSize> twiddles{};
@@ -33,7 +34,8 @@ const Tables& tables() {
 
 } // namespace
 
-std::optional<double> estimateCarrierOffset(const std::vector<stages::Complex>& baseband) {
+std::optional<double> estimateCarrierOffset(const std::vector<stages::Complex>& baseband,
+                                           bool narrow) {
     const int taps = stages::kSymbolFilterTaps;
     const int count = static_cast<int>(baseband.size());
     if (count < taps + kSize / 2) {
@@ -45,9 +47,12 @@ std::optional<double> estimateCarrierOffset(const std::vector<stages::Complex>& 
     const int used = count - first;
     for (int n = 0; n < used; ++n) {
         const int end = first + n; // filter over baseband[end - 63 .. end]
-        float re = 0.0f;
-        float im = 0.0f;
-        for (int k = 0; k < taps; ++k) {
+        float re = baseband[static_cast<size_t>(end)].re;
+        float im = baseband[static_cast<size_t>(end)].im;
+        for (int k = 0; narrow && k < taps; ++k) {
+            if (k == 0) {
+                re = im = 0.0f;
+            }
             re += baseband[static_cast<size_t>(end - k)].re * h[k];
             im += baseband[static_cast<size_t>(end - k)].im * h[k];
         }
@@ -63,15 +68,16 @@ std::optional<double> estimateCarrierOffset(const std::vector<stages::Complex>& 
         return std::sqrt(static_cast<double>(x.re) * x.re + static_cast<double>(x.im) * x.im);
     };
     int best = 0;
-    double sum = 0.0;
+    std::vector<double> magnitudes;
     for (int k = -kSearchBins; k <= kSearchBins; ++k) {
-        sum += magnitude(k);
+        magnitudes.push_back(magnitude(k));
         if (magnitude(k) > magnitude(best)) {
             best = k;
         }
     }
-    const double mean = sum / (2 * kSearchBins + 1);
-    if (magnitude(best) < kLineContrast * mean) {
+    std::nth_element(magnitudes.begin(), magnitudes.begin() + kSearchBins, magnitudes.end());
+    const double median = magnitudes[kSearchBins]; // the median: the line's lobe does not lift it
+    if (magnitude(best) < kLineContrast * median) {
         return std::nullopt;
     }
     const double left = magnitude(best - 1);

@@ -16,7 +16,10 @@
 namespace scanner {
 
 // The carrier's offset from the channel's frequency, Hz (within ±7.8), or
-// nothing when no line stands out (no BPSK signal there).
-std::optional<double> estimateCarrierOffset(const std::vector<stages::Complex>& baseband);
+// nothing when no line stands out (no BPSK signal there). `narrow` puts the
+// symbol filter first: precise once within a few hertz, and blind to a
+// neighbour; without it a carrier up to 7.8 Hz off is still seen whole.
+std::optional<double> estimateCarrierOffset(const std::vector<stages::Complex>& baseband,
+                                           bool narrow);
 
 } // namespace scanner

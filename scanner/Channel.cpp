@@ -31,7 +31,7 @@ void Channel::start(const std::vector<stages::Complex>& history, double noiseFlo
                 samples.push_back(out);
             }
         }
-        const std::optional<double> offset = estimateCarrierOffset(samples);
+        const std::optional<double> offset = estimateCarrierOffset(samples, pass > 0);
         if (!offset) {
             break;
         }

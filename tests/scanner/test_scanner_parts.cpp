@@ -1,0 +1,3 @@
+#include "scanner/Scanner.h"
+#include <gtest/gtest.h>
+TEST(ScannerParts, Placeholder) {}
