@@ -12,8 +12,8 @@ namespace {
 
 constexpr double kPi = 3.141592653589793;
 constexpr int kSize = 512;
-constexpr int kSearchBins = 16;        // ±15.6 Hz of the squared line (±7.8 Hz of carrier)
-constexpr double kLineContrast = 4.0;  // strongest bin against the median of the search range
+constexpr int kSearchBins = 16;       // ±15.6 Hz of the squared line (±7.8 Hz of carrier)
+constexpr double kLineContrast = 4.0; // strongest bin against the median of the search range
 
 struct Tables {
     std::array<stages::Complex, kSize> twiddles{};
@@ -35,7 +35,7 @@ const Tables& tables() {
 } // namespace
 
 std::optional<double> estimateCarrierOffset(const std::vector<stages::Complex>& baseband,
-                                           bool narrow) {
+                                            bool narrow) {
     const int taps = stages::kSymbolFilterTaps;
     const int count = static_cast<int>(baseband.size());
     if (count < taps + kSize / 2) {
@@ -57,7 +57,8 @@ std::optional<double> estimateCarrierOffset(const std::vector<stages::Complex>& 
             im += baseband[static_cast<size_t>(end - k)].im * h[k];
         }
         const float w = tables().window[static_cast<size_t>(n * kSize / used)];
-        input[static_cast<size_t>(n)] = stages::Complex{(re * re - im * im) * w, 2.0f * re * im * w};
+        input[static_cast<size_t>(n)] =
+            stages::Complex{(re * re - im * im) * w, 2.0f * re * im * w};
     }
     std::vector<stages::Complex> spectrum(kSize);
     std::vector<stages::Complex> scratch(kSize);

@@ -20,6 +20,6 @@ namespace scanner {
 // symbol filter first: precise once within a few hertz, and blind to a
 // neighbour; without it a carrier up to 7.8 Hz off is still seen whole.
 std::optional<double> estimateCarrierOffset(const std::vector<stages::Complex>& baseband,
-                                           bool narrow);
+                                            bool narrow);
 
 } // namespace scanner

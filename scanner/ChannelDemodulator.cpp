@@ -17,7 +17,10 @@ constexpr int32_t kDecisionHoldOff = 9; // after a +1 timing slip
 constexpr double kSlipThreshold = 0.2;
 constexpr double kAngleKeep = 0.95; // phase AFC smoothing, as the main receiver's
 constexpr double kAngleNew = 0.050000000000000044;
-constexpr double kPhaseGain = 0.03; // Hz per radian of smoothed phase change per symbol
+// Hz per radian of smoothed phase change per symbol: the main receiver's
+// 0.03 lags a 0.2 Hz/s drift by well over a hertz and then loses it; 0.1
+// lags by about 0.3 Hz and is still well damped with the 0.95 smoothing.
+constexpr double kPhaseGain = 0.1;
 
 int32_t next(int32_t index, int32_t size) {
     return index > size - 2 ? 0 : index + 1;
@@ -46,9 +49,15 @@ ChannelDemodulator::ChannelDemodulator() = default;
 int ChannelDemodulator::push(float i, float q, bool open) {
     ringI[static_cast<size_t>(index)] = i;
     ringQ[static_cast<size_t>(index)] = q;
-    power[static_cast<size_t>(index)] = i * i + q * q;
+    const int32_t written = index;
     index = next(index, kRing);
     const int32_t p = index;
+    // The clock's power comes through the symbol filter, not straight from
+    // the decimator as in the main receiver: a neighbour 40 Hz away would
+    // otherwise beat in it and pull the clock onto its own reversals.
+    const float fi = symbolFilterAt(ringI.data(), p, kRing);
+    const float fq = symbolFilterAt(ringQ.data(), p, kRing);
+    power[static_cast<size_t>(written)] = fi * fi + fq * fq;
     delayDecoder += 1;
     atInstant = p % kSymbolSamples == symbolPhase;
     int received = -1;
@@ -100,8 +109,7 @@ int ChannelDemodulator::push(float i, float q, bool open) {
     }
 
     if (open && p % kSymbolSamples == symbolPhase) {
-        adjustFrequency(symbolFilterAt(ringI.data(), p, kRing),
-                        symbolFilterAt(ringQ.data(), p, kRing));
+        adjustFrequency(fi, fq);
     }
     return received;
 }

@@ -6,9 +6,10 @@
 // symbol (16 samples) apart, seven and six symbols back; the clock balances
 // the log power of the two halves of the newest symbol; the phase AFC follows
 // the carrier from the folded phase change between symbol instants.
-// Differences: the AFC correction is not clamped to ±8 Hz (a drifting
-// station is followed across the band), and the level average that the main
-// receiver squelches on is not kept.
+// Differences: the clock's power is taken after the symbol filter, the phase
+// AFC's gain is 0.1 Hz (not 0.03) per radian and symbol, the AFC correction is not clamped to ±8 Hz
+// (a drifting station is followed across the band), and the level average that the main receiver
+// squelches on is not kept.
 #pragma once
 
 #include "varicode/varicode.h"

@@ -15,7 +15,8 @@ struct Hann {
     float taps[ChannelTuner::kTaps];
     Hann() {
         for (int n = 0; n < ChannelTuner::kTaps; ++n) {
-            taps[n] = static_cast<float>((1.0 - std::cos(2.0 * kPi * n / ChannelTuner::kTaps)) / 64.0);
+            taps[n] =
+                static_cast<float>((1.0 - std::cos(2.0 * kPi * n / ChannelTuner::kTaps)) / 64.0);
         }
     }
 };
@@ -39,9 +40,8 @@ void ChannelTuner::setOffset(double hz) {
 }
 
 bool ChannelTuner::push(stages::Complex in, stages::Complex& out) {
-    const stages::Complex mixed{
-        static_cast<float>(in.re * phasorRe - in.im * phasorIm),
-        static_cast<float>(in.re * phasorIm + in.im * phasorRe)};
+    const stages::Complex mixed{static_cast<float>(in.re * phasorRe - in.im * phasorIm),
+                                static_cast<float>(in.re * phasorIm + in.im * phasorRe)};
     const double re = phasorRe * stepRe - phasorIm * stepIm;
     phasorIm = phasorRe * stepIm + phasorIm * stepRe;
     phasorRe = re;

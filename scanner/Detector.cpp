@@ -7,17 +7,17 @@ namespace scanner {
 
 namespace {
 
-constexpr int kFloorReach = 32;          // bins each side for the floor (±250 Hz)
-constexpr double kFloorQuantile = 0.2;   // of the averaged powers
-constexpr double kFloorCorrection = 1.95;// mean / 20th percentile of a 3-row average of noise
-constexpr int kHalfWidth = 2;            // score over 2 × 2 + 1 bins
-constexpr double kThresholdFactor = 4.0; // score against the floor over the same bins
-constexpr int kFlankDistance = 6;        // bins to the flanks (46.875 Hz)
-constexpr double kFlankFactor = 2.5;     // score against the flanks' mean
+constexpr int kFloorReach = 32;           // bins each side for the floor (±250 Hz)
+constexpr double kFloorQuantile = 0.2;    // of the averaged powers
+constexpr double kFloorCorrection = 1.95; // mean / 20th percentile of a 3-row average of noise
+constexpr int kHalfWidth = 2;             // score over 2 × 2 + 1 bins
+constexpr double kThresholdFactor = 4.0;  // score against the floor over the same bins
+constexpr int kFlankDistance = 6;         // bins to the flanks (46.875 Hz)
+constexpr double kFlankFactor = 2.5;      // score against the flanks' mean
 constexpr int kRowsToConfirm = 3;
-constexpr int kRowsToForget = 3;         // rows without a sighting before a candidate is dropped
-constexpr double kMatchHz = 6.0;         // one candidate across rows
-constexpr double kClaimHz = 25.0;        // taken by an open channel
+constexpr int kRowsToForget = 3;  // rows without a sighting before a candidate is dropped
+constexpr double kMatchHz = 6.0;  // one candidate across rows
+constexpr double kClaimHz = 25.0; // taken by an open channel
 constexpr double kBinsIn2500Hz = 2500.0 / Detector::kBinHz;
 
 } // namespace
@@ -44,9 +44,9 @@ std::vector<Detection> Detector::addRow(const float* logPower, const std::vector
         const size_t i = static_cast<size_t>(k);
         power[i] = std::exp(static_cast<double>(logPower[k]));
         const int seen = std::min(rows + 1, 3);
-        averaged[i] = (power[i] + (seen > 1 ? previous[0][i] : 0.0) +
-                       (seen > 2 ? previous[1][i] : 0.0)) /
-                      seen;
+        averaged[i] =
+            (power[i] + (seen > 1 ? previous[0][i] : 0.0) + (seen > 2 ? previous[1][i] : 0.0)) /
+            seen;
     }
     previous[1] = previous[0];
     previous[0] = power;
@@ -114,8 +114,8 @@ std::vector<Detection> Detector::addRow(const float* logPower, const std::vector
             double weight = 0.0;
             double moment = 0.0;
             for (int k = middle - kHalfWidth; k <= middle + kHalfWidth; ++k) {
-                const double excess = std::max(
-                    0.0, averaged[static_cast<size_t>(k)] - floor[static_cast<size_t>(k)]);
+                const double excess =
+                    std::max(0.0, averaged[static_cast<size_t>(k)] - floor[static_cast<size_t>(k)]);
                 weight += excess;
                 moment += excess * k;
             }

@@ -23,7 +23,6 @@ const float* symbolFilter();
 void makeTwiddles(Complex* table, int n);
 // Forward, unscaled, natural order; n a power of two up to 1024; `scratch`
 // holds n values.
-void fft(const Complex* input, Complex* output, const Complex* twiddles, int n,
-         Complex* scratch);
+void fft(const Complex* input, Complex* output, const Complex* twiddles, int n, Complex* scratch);
 
 } // namespace scanner::stages

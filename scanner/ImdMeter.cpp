@@ -14,8 +14,8 @@ constexpr int kLength = 256;
 // -46.875, -31.25, -15.625, 0, 15.625, 31.25, 46.875 Hz: multiples of
 // 15.625 Hz, i.e. of 8 bins of a 256-point transform at 500 Hz.
 constexpr int kMultiples[7] = {-3, -2, -1, 0, 1, 2, 3};
-constexpr double kIdleContrast = 30.0; // tones against the reference
-constexpr double kToneBalance = 4.0;   // the two tones within 6 dB
+constexpr double kIdleContrast = 100.0; // tones against the reference
+constexpr double kToneBalance = 4.0;    // the two tones within 6 dB
 constexpr int kWindowsForReading = 4;
 
 // The Blackman-Harris window times e^(-j2πfn/500) for each frequency.

@@ -188,11 +188,11 @@ void Scanner::publish() {
     snapshots.clear();
     for (const auto& channel : channels) {
         const std::string& text = channel->text();
-        const std::size_t from = text.size() > kLatestTextBytes ? text.size() - kLatestTextBytes : 0;
-        snapshots.push_back(ChannelSnapshot{channel->id(), channel->frequency(), channel->snrDb(),
-                                            channel->imdDb(), text.substr(from),
-                                            channel->callingCq(), channel->receiving(),
-                                            channel->openedAt()});
+        const std::size_t from =
+            text.size() > kLatestTextBytes ? text.size() - kLatestTextBytes : 0;
+        snapshots.push_back(ChannelSnapshot{
+            channel->id(), channel->frequency(), channel->snrDb(), channel->imdDb(),
+            text.substr(from), channel->callingCq(), channel->receiving(), channel->openedAt()});
     }
     std::sort(snapshots.begin(), snapshots.end(),
               [](const ChannelSnapshot& a, const ChannelSnapshot& b) {

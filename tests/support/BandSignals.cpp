@@ -111,8 +111,7 @@ double characterErrorRate(const std::string& expected, const std::string& receiv
             diagonal = above;
         }
     }
-    return expected.empty() ? 0.0
-                            : static_cast<double>(row[received.size()]) / expected.size();
+    return expected.empty() ? 0.0 : static_cast<double>(row[received.size()]) / expected.size();
 }
 
 } // namespace testsignals
