@@ -1,3 +1,0 @@
-#include "scanner/Scanner.h"
-#include <gtest/gtest.h>
-TEST(ScannerParts, Placeholder) {}
