@@ -6,12 +6,13 @@
 // are read with relaxed loads because the audio thread may be writing the
 // newest row while it is drawn.
 #include "console/SpectrumView.h"
-#include "log/TarnLog.h"
 #include "console/TarnViewController.h"
+#include "log/TarnLog.h"
 
 #include <GL/gl.h>
 
 #include <algorithm>
+#include <array>
 
 namespace {
 
@@ -123,10 +124,11 @@ void TarnViewController::drawSpectrum(const QRectF&) {
     // Mean of the newest 32 rows; the element one past the range stays zero
     // and gives the trace's last vertex its height.
     float average[tarn::kSpectrumSize] = {};
+    std::array<float, tarn::kSpectrumSize> row;
     for (int r = 0; r < 32; ++r) {
-        const float* row = engine.getCurrentSpectrum(r);
+        spectrumRowSource ? spectrumRowSource(r, row) : engine.copySpectrumRow(r, row);
         for (int k = span.lowBin; k < span.highBin; ++k)
-            average[k] += TarnData::spectrumLevel(row, k);
+            average[k] += row[k];
     }
     for (int k = span.lowBin; k < span.highBin; ++k)
         average[k] = static_cast<float>(average[k] * 0.03125);
@@ -192,13 +194,14 @@ void TarnViewController::drawSonogram(const QRectF& rect) {
     const int rows = rect.height() >= 512 ? 512 : static_cast<int>(rect.height());
     GLfloat points[tarn::kSpectrumSize * 2];
     GLfloat colors[tarn::kSpectrumSize * 4];
+    std::array<float, tarn::kSpectrumSize> row;
     for (int r = 0; r < rows; ++r) {
-        const float* row = engine.getCurrentSpectrum(r);
+        spectrumRowSource ? spectrumRowSource(r, row) : engine.copySpectrumRow(r, row);
         rowFraction = static_cast<float>(r) / static_cast<float>(rows);
         if (span.n < 0)
             continue;
         for (int i = 0; i <= span.n; ++i) {
-            const float v = TarnData::spectrumLevel(row, span.lowBin + i);
+            const float v = row[span.lowBin + i];
             points[2 * i] = static_cast<float>(i) / (span.highF - span.lowF);
             points[2 * i + 1] = static_cast<float>(1.0 - rowFraction);
             // Black at 0, cyan with half red at 1.5, white at 3.0 and above.

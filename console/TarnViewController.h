@@ -23,8 +23,8 @@
 // properties, drainTextBuffer and spectrumLevel.
 #pragma once
 
-#include "settings/SettingsDelegate.h"
 #include "engine/TarnData.h"
+#include "settings/SettingsDelegate.h"
 
 #include <QMainWindow>
 #include <QPointF>
@@ -33,10 +33,15 @@
 #include <QString>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 
 class AudioPlatform;
+namespace tarnaudio {
+class EngineAudio;
+}
 class QAction;
 class QCheckBox;
 class QDialog;
@@ -132,6 +137,10 @@ public:
 
     // ---- Drawing (SpectrumView calls back here) ------------------------------
     void glkView(SpectrumView* view, const QRectF& rect);
+    // Where the drawing gets waterfall rows (rowsBack 0 = newest): the
+    // engine's copy-out unless replaced (tests draw rows of their own).
+    using SpectrumRowSource = std::function<bool(int rowsBack, std::span<float, 1024> out)>;
+    void setSpectrumRowSource(SpectrumRowSource source) { spectrumRowSource = std::move(source); }
     void drawSpectrum(const QRectF& rect);
     void drawSonogram(const QRectF& rect);
 
@@ -195,6 +204,9 @@ private:
     // The engine is built on the player: declared first, the player outlives it.
     std::unique_ptr<RecordingPlayer> player;
     std::unique_ptr<TarnData> _theData;
+    SpectrumRowSource spectrumRowSource;
+    // Connects the engine to the player; declared after it, so it goes first.
+    std::unique_ptr<tarnaudio::EngineAudio> engineAudio;
     QPointer<SpectrumView> spectrumView;
     QLabel* txLabel = nullptr;
     QAction* playAction = nullptr;

@@ -1,11 +1,11 @@
 // The settings screen against a real store file: what it shows when it opens,
 // what it writes when the operator finishes, the device choosers, the web link
 // and the keyboard handling on a phone.
-#include "tests/support/FakeAudioPlatform.h"
+#include "console/TarnViewController.h"
 #include "settings/SettingsDelegate.h"
 #include "settings/SettingsStore.h"
 #include "settings/SettingsViewController.h"
-#include "console/TarnViewController.h"
+#include "tests/audio/FakeAudioPlatform.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -164,7 +164,7 @@ private slots:
             SettingsStore store(storePath());
             TarnViewController console(platform, store);
             TarnData& engine = *console.theData();
-            QVERIFY(!engine.forceOutputToSpeaker.load());
+            QVERIFY(!engine.forceOutputToSpeaker());
 
             console.segueToConfig();
             auto* screen = qobject_cast<SettingsViewController*>(console.settingsDialog.data());
@@ -178,7 +178,7 @@ private slots:
                               Qt::LeftButton);
 
             QTRY_VERIFY(console.settingsDialog.isNull());
-            QVERIFY(engine.forceOutputToSpeaker.load());
+            QVERIFY(engine.forceOutputToSpeaker());
             QCOMPARE(console.macroButton(1)->text(), QString());
             QCOMPARE(console.macroButton(2)->text(), QStringLiteral("Contest"));
 
@@ -192,7 +192,7 @@ private slots:
         TarnViewController console(platform, store);
         QCOMPARE(console.macroButton(1)->text(), QString());
         QCOMPARE(store.stringForKey(QStringLiteral("callsign")), QStringLiteral(" w1aw "));
-        QVERIFY(console.theData()->forceOutputToSpeaker.load());
+        QVERIFY(console.theData()->forceOutputToSpeaker());
     }
 };
 

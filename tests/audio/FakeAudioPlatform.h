@@ -3,7 +3,7 @@
 // for each operation, and hands out numbered buffer handles.
 #pragma once
 
-#include "engine/AudioPlatform.h"
+#include "audio/AudioPlatform.h"
 
 #include <cstdint>
 #include <map>

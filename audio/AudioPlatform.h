@@ -1,8 +1,9 @@
-// The operations the engine needs of the machine's audio system and device.
-// The engine's configuration, input and output logic (log messages, step
-// order, failure handling) is written against this interface; audio/ provides
-// the PortAudio implementation, NullAudioPlatform a silent one for files and
-// tests. Statuses are the platform's own codes; 0 means success.
+// The operations the audio host needs of the machine's audio system and
+// device. EngineAudio's configuration, input and output logic (log messages,
+// step order, failure handling) is written against this interface;
+// PortAudioPlatform implements it, NullAudioPlatform stands in where there is
+// no sound, and the console's recording player wraps
+// it. Statuses are the platform's own codes; 0 means success.
 #pragma once
 
 #include <cstdint>
@@ -74,8 +75,14 @@ public:
     virtual int32_t outputStop(AudioHandle unit) = 0;
 };
 
+// A platform status kept as the 16-bit signed value the log messages print.
+inline int16_t audioStatus16(int32_t status) {
+    return static_cast<int16_t>(status & 0xffff);
+}
+
 // No audio hardware: configuration succeeds, no input ever arrives, and
 // starting the output fails (so a send logs and returns to idle at once).
+// For hosts and tests without sound.
 class NullAudioPlatform final : public AudioPlatform {
 public:
     explicit NullAudioPlatform(std::optional<int> idiom = 1) : idiom(idiom) {}

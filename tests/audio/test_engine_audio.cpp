@@ -1,9 +1,11 @@
-// Audio session, input queue and output unit set-up against a scripted
-// platform: step order, the fixed failure messages, and what still happens
-// after a step fails.
-#include "tests/support/FakeAudioPlatform.h"
+// The engine on an audio platform, against a scripted one: the set-up's step
+// order, fixed failure messages and what still happens after a step fails;
+// input reaching the engine; transmissions started, played, refused and
+// ended by the render callback.
+#include "audio/EngineAudio.h"
 #include "engine/TarnData.h"
 #include "log/TarnLog.h"
+#include "tests/audio/FakeAudioPlatform.h"
 
 #include <gtest/gtest.h>
 
@@ -100,20 +102,22 @@ TEST(AudioConfig, EachStepsFailureLogsItsMessageAndTheLaterStagesGoOn) {
         if (c.arrange) {
             c.arrange(platform);
         }
+        TarnData engine(tarn::kTabletSquelch);
         TarnLogCapture log;
-        auto engine = TarnData::create(platform);
+        tarnaudio::EngineAudio audio(platform, engine);
         EXPECT_EQ(log.text(), c.log);
         Calls expected(kSessionCalls.begin(), kSessionCalls.begin() + c.session);
         expected.insert(expected.end(), kQueueCalls.begin(), kQueueCalls.begin() + c.queue);
         expected.insert(expected.end(), kOutputCalls.begin(), kOutputCalls.begin() + c.output);
         EXPECT_EQ(platform.calls, expected);
-        EXPECT_EQ(platform.context, engine.get());
+        EXPECT_EQ(platform.context, &audio);
     }
 }
 
 TEST(AudioConfig, StreamsAre8000HzFloatMonoInStereoOut) {
     FakeAudioPlatform platform;
-    auto engine = TarnData::create(platform);
+    TarnData engine(tarn::kTabletSquelch);
+    tarnaudio::EngineAudio audio(platform, engine);
     for (const AudioStreamFormat* format : {&platform.inputFormat, &platform.outputFormat}) {
         EXPECT_EQ(format->sampleRate, 8000.0);
         EXPECT_EQ(format->formatFlags, 41u); // float, packed, non-interleaved
@@ -125,19 +129,21 @@ TEST(AudioConfig, StreamsAre8000HzFloatMonoInStereoOut) {
 
 TEST(AudioConfig, FilledBufferReachesTheEngineAndIsEnqueuedAgain) {
     FakeAudioPlatform platform;
-    auto engine = TarnData::create(platform);
+    TarnData engine(tarn::kTabletSquelch);
+    tarnaudio::EngineAudio audio(platform, engine);
     ASSERT_NE(platform.inputCallback, nullptr);
     std::vector<float> samples(2000, 0.25f);
     const auto deliver = [&](int buffer, uint32_t bytes) {
-        platform.inputCallback(platform.context, engine->inputAudioQueueRef,
-                               platform.buffer(buffer), samples.data(), bytes);
+        platform.inputCallback(platform.context, nullptr, platform.buffer(buffer), samples.data(),
+                               bytes);
     };
+    // One waterfall row per 1024 samples shows how many arrived.
     platform.calls.clear();
     deliver(3, 8000);
     EXPECT_EQ(platform.calls, Calls({"queueEnqueueBuffer 3"}));
-    EXPECT_EQ(engine->audioSamplesTrainingBufferIndex, 2000);
-    deliver(3, 1002); // a partly filled buffer: byte size / 4 samples
-    EXPECT_EQ(engine->audioSamplesTrainingBufferIndex, 2250);
+    EXPECT_EQ(engine.status().waterfallRow, 1);
+    deliver(3, 1000); // a partly filled buffer: byte size / 4 samples
+    EXPECT_EQ(engine.status().waterfallRow, 2);
 
     platform.statuses["queueEnqueueBuffer"] = -6;
     TarnLogCapture log;
@@ -147,16 +153,117 @@ TEST(AudioConfig, FilledBufferReachesTheEngineAndIsEnqueuedAgain) {
 
 TEST(AudioConfig, InterruptionEndReactivatesTheSessionBeginDoesNothing) {
     FakeAudioPlatform platform;
-    auto engine = TarnData::create(platform);
+    TarnData engine(tarn::kTabletSquelch);
+    tarnaudio::EngineAudio audio(platform, engine);
     ASSERT_NE(platform.listener, nullptr);
     platform.calls.clear();
-    platform.listener(engine.get(), kAudioSessionBeginInterruption);
+    platform.listener(&audio, kAudioSessionBeginInterruption);
     EXPECT_TRUE(platform.calls.empty());
     platform.statuses["sessionSetActive"] = -12;
     TarnLogCapture log;
-    platform.listener(engine.get(), kAudioSessionEndInterruption);
+    platform.listener(&audio, kAudioSessionEndInterruption);
     EXPECT_EQ(platform.calls, Calls({"sessionSetActive true"}));
     EXPECT_EQ(log.text(), "");
+}
+
+struct Transmitter : ::testing::Test {
+    FakeAudioPlatform platform;
+    TarnData engine{tarn::kTabletSquelch};
+    tarnaudio::EngineAudio audio{platform, engine};
+    std::vector<float> left, right;
+
+    // One callback for `frames` frames into channels that start out as 9s.
+    int32_t render(uint32_t frames) {
+        left.assign(frames, 9.0f);
+        right.assign(frames, 9.0f);
+        return platform.renderCallback(platform.context, frames, left.data(), right.data());
+    }
+    void renderUntilIdle() {
+        for (int calls = 0; engine.isSending() && calls < 100000; ++calls) {
+            render(64);
+        }
+    }
+};
+
+TEST_F(Transmitter, CallbackPlaysTheMessageThenSilenceAndStopsOneCallLate) {
+    const std::vector<float> message = engine.renderString(std::string_view("e"));
+    ASSERT_EQ(message.size(), 5632u);
+    ASSERT_TRUE(engine.sendString(std::string_view("e")));
+    platform.calls.clear();
+    EXPECT_EQ(render(5000), 0);
+    EXPECT_EQ(left, std::vector<float>(message.begin(), message.begin() + 5000));
+    EXPECT_EQ(right, std::vector<float>(5000, 0.0f));
+
+    // More frames asked than remain: the rest is silence, still playing.
+    EXPECT_EQ(render(700), 0);
+    EXPECT_EQ(std::vector<float>(left.begin(), left.begin() + 632),
+              std::vector<float>(message.begin() + 5000, message.end()));
+    EXPECT_EQ(std::vector<float>(left.begin() + 632, left.end()), std::vector<float>(68, 0.0f));
+    EXPECT_TRUE(platform.calls.empty());
+    EXPECT_TRUE(engine.isSending());
+
+    // The call after the last sample stops, resets the route (never forced),
+    // ends the transmission, and still fills silence.
+    EXPECT_EQ(render(4), 0);
+    EXPECT_EQ(platform.calls, Calls({"outputStop", "sessionOverrideRouteToSpeaker none"}));
+    EXPECT_FALSE(engine.isSending());
+    EXPECT_EQ(left, std::vector<float>(4, 0.0f));
+
+    // Ending exactly on the boundary: a call for no frames still stops.
+    ASSERT_TRUE(engine.sendString(std::string_view("e")));
+    render(5632);
+    EXPECT_TRUE(engine.isSending());
+    EXPECT_EQ(render(0), 0);
+    EXPECT_FALSE(engine.isSending());
+}
+
+TEST_F(Transmitter, SecondMessageIsRefusedWhilePlayingAndAcceptedAfterTheStop) {
+    platform.calls.clear();
+    EXPECT_TRUE(engine.sendString(std::string_view("CQ")));
+    EXPECT_TRUE(engine.isSending());
+    EXPECT_EQ(platform.calls, Calls({"outputStart"}));
+    EXPECT_FALSE(engine.sendString(std::string_view("DE")));
+    EXPECT_FALSE(engine.sendString(std::u16string_view(u"DE")));
+    EXPECT_EQ(platform.count("outputStart"), 1);
+
+    renderUntilIdle();
+    EXPECT_EQ(platform.count("outputStop"), 1);
+    EXPECT_TRUE(engine.sendString(std::u16string_view(u"DE")));
+    EXPECT_EQ(platform.count("outputStart"), 2);
+
+    // Stopped from the main thread: idle at once.
+    engine.stopAudioOutput();
+    EXPECT_FALSE(engine.isSending());
+    EXPECT_EQ(platform.count("outputStop"), 2);
+}
+
+TEST_F(Transmitter, StartFailureLogsAndReturnsToIdle) {
+    platform.statuses["outputStart"] = 0x10000 - 9996;
+    platform.calls.clear();
+    TarnLogCapture log;
+    EXPECT_TRUE(engine.sendString(std::string_view("CQ")));
+    EXPECT_EQ(log.text(), "Failed to start output audio: -9996\n");
+    EXPECT_FALSE(engine.isSending());
+    EXPECT_EQ(platform.calls,
+              Calls({"outputStart", "outputStop", "sessionOverrideRouteToSpeaker none"}));
+    EXPECT_TRUE(engine.sendString(std::string_view("CQ")));
+}
+
+TEST_F(Transmitter, SpeakerRouteIsForcedBeforeStartAndReleasedAtTheEnd) {
+    engine.setForceOutputToSpeaker(true);
+    platform.calls.clear();
+    EXPECT_TRUE(engine.sendString(std::string_view("e")));
+    EXPECT_EQ(platform.calls, Calls({"sessionOverrideRouteToSpeaker speaker", "outputStart"}));
+    renderUntilIdle();
+    EXPECT_EQ(platform.calls.back(), "sessionOverrideRouteToSpeaker none");
+
+    // A refused route still plays the message on the current one.
+    platform.statuses["sessionOverrideRouteToSpeaker speaker"] = -1;
+    TarnLogCapture log;
+    EXPECT_TRUE(engine.sendString(std::string_view("e")));
+    EXPECT_EQ(log.text(), "Failed to force output to speaker\n");
+    EXPECT_TRUE(engine.isSending());
+    EXPECT_EQ(platform.calls.back(), "outputStart");
 }
 
 } // namespace
