@@ -12,13 +12,13 @@ struct ModeSide {
 // Hamlib's mode names (rig_strrmode). RTTY is conventionally received on
 // the lower sideband and CW on the upper; their "R" modes are the reverse.
 constexpr ModeSide kModes[] = {
-    {"USB", Sideband::Upper},      {"PKTUSB", Sideband::Upper},  {"ECSSUSB", Sideband::Upper},
-    {"CW", Sideband::Upper},       {"RTTYR", Sideband::Upper},   {"LSB", Sideband::Lower},
-    {"PKTLSB", Sideband::Lower},   {"ECSSLSB", Sideband::Lower}, {"CWR", Sideband::Lower},
-    {"RTTY", Sideband::Lower},     {"AM", Sideband::Carrier},    {"AMS", Sideband::Carrier},
-    {"PKTAM", Sideband::Carrier},  {"FM", Sideband::Carrier},    {"WFM", Sideband::Carrier},
-    {"FMN", Sideband::Carrier},    {"PKTFM", Sideband::Carrier}, {"PKTFMN", Sideband::Carrier},
-    {"SAM", Sideband::Carrier},    {"SAL", Sideband::Lower},     {"SAH", Sideband::Upper},
+    {"USB", Sideband::Upper},     {"PKTUSB", Sideband::Upper},  {"ECSSUSB", Sideband::Upper},
+    {"CW", Sideband::Upper},      {"RTTYR", Sideband::Upper},   {"LSB", Sideband::Lower},
+    {"PKTLSB", Sideband::Lower},  {"ECSSLSB", Sideband::Lower}, {"CWR", Sideband::Lower},
+    {"RTTY", Sideband::Lower},    {"AM", Sideband::Carrier},    {"AMS", Sideband::Carrier},
+    {"PKTAM", Sideband::Carrier}, {"FM", Sideband::Carrier},    {"WFM", Sideband::Carrier},
+    {"FMN", Sideband::Carrier},   {"PKTFM", Sideband::Carrier}, {"PKTFMN", Sideband::Carrier},
+    {"SAM", Sideband::Carrier},   {"SAL", Sideband::Lower},     {"SAH", Sideband::Upper},
 };
 
 } // namespace

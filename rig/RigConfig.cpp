@@ -104,7 +104,8 @@ const Field kFields[] = {
              c, v, [](RigConfig& c, long long n) { c.watchdog = std::chrono::seconds(n); });
      },
      [](const RigConfig& c) {
-         return std::to_string(std::chrono::duration_cast<std::chrono::seconds>(c.watchdog).count());
+         return std::to_string(
+             std::chrono::duration_cast<std::chrono::seconds>(c.watchdog).count());
      }},
     {"--rig-timeout", "rigTimeoutMs",
      [](RigConfig& c, std::string_view v) {

@@ -279,8 +279,7 @@ void RigConnection::Worker::run() {
     wake.notify_all();
 }
 
-RigConnection::RigConnection(const RigConfig& config)
-    : worker(std::make_shared<Worker>(config)) {
+RigConnection::RigConnection(const RigConfig& config) : worker(std::make_shared<Worker>(config)) {
     if (usesHamlib(config)) {
         std::thread([w = worker] { w->run(); }).detach();
         EmergencyRelease::add(this);
@@ -316,8 +315,8 @@ std::string RigConnection::setPtt(bool on) {
     if (reply.wait_for(worker->config.timeout) == std::future_status::ready) {
         return reply.get();
     }
-    const std::string message = "the rig did not answer within " +
-                                std::to_string(worker->config.timeout.count()) + " ms";
+    const std::string message =
+        "the rig did not answer within " + std::to_string(worker->config.timeout.count()) + " ms";
     tarnLog(on ? "PTT could not be keyed: %s\n" : "PTT could not be released: %s\n",
             message.c_str());
     if (on) {

@@ -45,8 +45,8 @@ void TransmitSequence::stop() {
 
 void TransmitSequence::startAudio() {
     const std::span<const float> samples = held->samples();
-    auto copy = std::make_unique<Transmission>(std::vector<float>(samples.begin(), samples.end()),
-                                               nullptr);
+    auto copy =
+        std::make_unique<Transmission>(std::vector<float>(samples.begin(), samples.end()), nullptr);
     const int status = output.startTransmission(std::move(copy), routeToSpeaker);
     if (status != 0) {
         tarnLog("Output could not be started (%d): PTT released\n", status);

@@ -29,8 +29,7 @@ public:
     TransmitSequencer(const TransmitSequencer&) = delete;
     TransmitSequencer& operator=(const TransmitSequencer&) = delete;
 
-    int startTransmission(std::unique_ptr<Transmission> transmission,
-                          bool routeToSpeaker) override;
+    int startTransmission(std::unique_ptr<Transmission> transmission, bool routeToSpeaker) override;
     void stopTransmission() override;
 
     // From PTT on to PTT off: the TX indicator. Any thread, lock-free.
