@@ -144,11 +144,12 @@ std::string validateRigConfig(const RigConfig& config) {
     if (config.model != 0) {
         rig_set_debug(RIG_DEBUG_NONE);
         rig_load_all_backends();
-        if (rig_get_caps(config.model) == nullptr) {
+        const struct rig_caps* caps = rig_get_caps(config.model);
+        if (caps == nullptr) {
             return "unknown rig model " + std::to_string(config.model) +
                    " ('tarn-psk31 rigs' lists them)";
         }
-        if (config.port.empty()) {
+        if (config.port.empty() && caps->port_type != RIG_PORT_NONE) {
             return config.model == RIG_MODEL_NETRIGCTL
                        ? "rig model 2 needs the rigctld address as its port (host:port)"
                        : "rig model " + std::to_string(config.model) + " needs a port";

@@ -75,6 +75,29 @@ void RigctldProcess::stop() {
     }
 }
 
+pid_t spawn(const std::vector<std::string>& arguments, int* output) {
+    int fds[2];
+    if (pipe(fds) != 0) {
+        return -1;
+    }
+    std::vector<char*> argv;
+    for (const std::string& argument : arguments) {
+        argv.push_back(const_cast<char*>(argument.c_str()));
+    }
+    argv.push_back(nullptr);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        dup2(fds[1], 1);
+        close(fds[0]);
+        close(fds[1]);
+        execv(argv[0], argv.data());
+        _exit(127);
+    }
+    close(fds[1]);
+    *output = fds[0];
+    return pid;
+}
+
 std::string rigctl(const std::string& address, const std::string& command) {
     const std::string line = findProgram("rigctl") + " -m 2 -r " + address + " " + command;
     FILE* pipe = popen(line.c_str(), "r");

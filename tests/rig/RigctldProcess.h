@@ -4,6 +4,7 @@
 
 #include <string>
 #include <sys/types.h>
+#include <vector>
 
 namespace rigtest {
 
@@ -29,6 +30,10 @@ private:
     int port;
     pid_t pid = -1;
 };
+
+// Starts `arguments[0]` with the rest as its arguments; its standard output
+// is readable from *output. Returns its process id (-1 on failure).
+pid_t spawn(const std::vector<std::string>& arguments, int* output);
 
 // Runs `rigctl -m 2 -r ADDRESS COMMAND...` and returns its standard output
 // without the final line feed.
