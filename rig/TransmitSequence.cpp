@@ -15,7 +15,7 @@ TransmitSequence::~TransmitSequence() {
     stop();
 }
 
-int TransmitSequence::start(std::unique_ptr<Transmission> transmission, bool route) {
+int TransmitSequence::start(std::unique_ptr<Transmission> transmission, bool routeToSpeaker) {
     if (phase != Phase::Idle) {
         error = "a transmission is still in progress";
         return kBusy;
@@ -27,33 +27,26 @@ int TransmitSequence::start(std::unique_ptr<Transmission> transmission, bool rou
         return kPttRefused;
     }
     error.clear();
-    held = std::move(transmission);
-    routeToSpeaker = route;
     pttOnAt = clock();
-    audioAt = std::max(pttOnAt, pttOnAt + timing.lead - output.outputLatency());
-    phase = Phase::Lead;
+    const std::span<const float> samples = transmission->samples();
+    auto copy =
+        std::make_unique<Transmission>(std::vector<float>(samples.begin(), samples.end()), nullptr);
+    held = std::move(transmission);
+    phase = Phase::Playing;
     sendingNow.store(true, std::memory_order_release);
-    advance();
-    return 0;
+    const int status =
+        output.startTransmissionAt(std::move(copy), routeToSpeaker, pttOnAt + timing.lead);
+    if (status != 0) {
+        tarnLog("Output could not be started (%d): PTT released\n", status);
+        finish(false);
+    }
+    return status;
 }
 
 void TransmitSequence::stop() {
     if (phase != Phase::Idle) {
-        finish(phase == Phase::Playing || phase == Phase::Tail);
+        finish(phase == Phase::Playing);
     }
-}
-
-void TransmitSequence::startAudio() {
-    const std::span<const float> samples = held->samples();
-    auto copy =
-        std::make_unique<Transmission>(std::vector<float>(samples.begin(), samples.end()), nullptr);
-    const int status = output.startTransmission(std::move(copy), routeToSpeaker);
-    if (status != 0) {
-        tarnLog("Output could not be started (%d): PTT released\n", status);
-        finish(false);
-        return;
-    }
-    phase = Phase::Playing;
 }
 
 TransmitSequence::TimePoint TransmitSequence::advance() {
@@ -66,17 +59,8 @@ TransmitSequence::TimePoint TransmitSequence::advance() {
         tarnLog("Transmit watchdog: PTT released after %lld s\n",
                 static_cast<long long>(
                     std::chrono::duration_cast<std::chrono::seconds>(timing.watchdog).count()));
-        finish(phase != Phase::Lead);
+        finish(phase == Phase::Playing);
         return TimePoint::max();
-    }
-    if (phase == Phase::Lead) {
-        if (now < audioAt) {
-            return std::min(audioAt, watchdogAt);
-        }
-        startAudio();
-        if (phase == Phase::Idle) {
-            return TimePoint::max();
-        }
     }
     if (phase == Phase::Playing) {
         if (output.failed()) {

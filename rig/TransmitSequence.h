@@ -3,8 +3,8 @@
 //   PTT on -> lead delay -> the audio -> the last sample leaves the sound
 //   card -> tail delay -> PTT off
 //
-// The audio is started early by the output's latency so that its first
-// sample leaves the sound card when the lead delay ends. The transmission
+// The audio is handed to the output as soon as PTT is on, to start leaving
+// the sound card when the lead delay ends. The transmission
 // is cut and PTT released at once by stop(), when the output fails or
 // cannot start, and by the watchdog (counted from PTT on). The engine's
 // Transmission is held for the whole sequence and destroyed after PTT off,
@@ -49,10 +49,11 @@ public:
     TransmitSequence(const TransmitSequence&) = delete;
     TransmitSequence& operator=(const TransmitSequence&) = delete;
 
-    // Keys PTT and takes `transmission`. Returns 0; or kPttRefused when PTT
+    // Keys PTT and takes `transmission`. Returns 0; kPttRefused when PTT
     // could not be keyed, or kBusy while another transmission is in
-    // progress: the transmission is then destroyed at once and lastError()
-    // says why. Runs what is already due (with no lead delay, the audio).
+    // progress (the transmission is then destroyed at once and lastError()
+    // says why); or the output's status when it cannot start (PTT released
+    // at once, logged).
     int start(std::unique_ptr<Transmission> transmission, bool routeToSpeaker);
     // Cuts the audio at once and releases PTT; nothing when idle.
     void stop();
@@ -69,8 +70,7 @@ public:
     void setTiming(SequenceTiming value) { nextTiming = value; }
 
 private:
-    enum class Phase { Idle, Lead, Playing, Tail };
-    void startAudio();
+    enum class Phase { Idle, Playing, Tail };
     void finish(bool cutAudio);
 
     PttSwitch& ptt;
@@ -80,9 +80,7 @@ private:
     std::function<TimePoint()> clock;
     Phase phase = Phase::Idle;
     std::unique_ptr<Transmission> held;
-    bool routeToSpeaker = false;
     TimePoint pttOnAt{};
-    TimePoint audioAt{};
     TimePoint pttOffAt{};
     std::string error;
     std::atomic<bool> sendingNow{false};

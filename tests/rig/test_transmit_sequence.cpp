@@ -49,8 +49,13 @@ class FakeOutput : public PlayoutSink {
 public:
     explicit FakeOutput(FakeClock& clock) : clock(clock) {}
     int startTransmission(std::unique_ptr<Transmission> transmission, bool) override {
+        return startTransmissionAt(std::move(transmission), false, clock.now);
+    }
+    int startTransmissionAt(std::unique_ptr<Transmission> transmission, bool,
+                            TimePoint firstSample) override {
         playing = std::move(transmission);
         startedAt = clock.now;
+        firstSampleAt = firstSample;
         done.reset();
         return startStatus;
     }
@@ -59,13 +64,11 @@ public:
         playing.reset();
     }
     std::optional<Clock::time_point> playedOutAt() const override { return done; }
-    Clock::duration outputLatency() const override { return latency; }
     bool failed() const override { return broken; }
 
     FakeClock& clock;
     std::unique_ptr<Transmission> playing;
-    std::optional<TimePoint> startedAt, stoppedAt, done;
-    std::chrono::milliseconds latency{0};
+    std::optional<TimePoint> startedAt, firstSampleAt, stoppedAt, done;
     int startStatus = 0;
     bool broken = false;
 };
@@ -95,32 +98,19 @@ struct Harness {
     }
 };
 
-// Lead and tail are measured from the PTT line's change to the audio leaving
-// the sound card: the audio starts early by the output latency (not before
-// PTT on), and the tail is counted from the reported end of playout.
-TEST(TransmitSequence, KeysAroundTheAudioWithTheLatencyAllowedFor) {
-    struct Case {
-        std::chrono::milliseconds keying, latency, startExpected;
-    } cases[] = {
-        {0ms, 0ms, 50ms},   // audio handed over at the end of the lead delay
-        {0ms, 30ms, 20ms},  // ... 30 ms early, so it leaves the card at 50 ms
-        {10ms, 30ms, 30ms}, // the lead counts from PTT confirmed on
-        {0ms, 80ms, 0ms},   // latency longer than the lead: at once
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.latency.count());
+// The audio goes to the output as soon as PTT is confirmed on, timed to
+// leave the sound card when the lead delay ends; PTT stays on until the tail
+// delay after the output reports the last sample gone.
+TEST(TransmitSequence, KeysAroundTheAudioLeavingTheSoundCard) {
+    for (const std::chrono::milliseconds keying : {0ms, 10ms}) {
+        SCOPED_TRACE(keying.count());
         Harness h;
-        h.ptt.keyingTime = c.keying;
-        h.output.latency = c.latency;
+        h.ptt.keyingTime = keying; // the lead counts from PTT confirmed on
         ASSERT_EQ(h.start(), 0);
         EXPECT_TRUE(h.sequence.sending());
-        h.runTo(c.startExpected - 1ms > 0ms ? c.startExpected - 1ms : 0ms);
-        if (c.startExpected > 0ms) {
-            EXPECT_FALSE(h.output.startedAt) << "audio before the lead delay";
-        }
-        h.runTo(c.startExpected);
         ASSERT_TRUE(h.output.startedAt);
-        EXPECT_EQ(h.at(*h.output.startedAt), c.startExpected);
+        EXPECT_EQ(h.at(*h.output.startedAt), keying);
+        EXPECT_EQ(h.at(*h.output.firstSampleAt), keying + 50ms);
         EXPECT_EQ(h.output.playing->samples().size(), 3u);
 
         h.runTo(900ms); // still rendering: PTT stays on
@@ -132,7 +122,7 @@ TEST(TransmitSequence, KeysAroundTheAudioWithTheLatencyAllowedFor) {
         h.runTo(1030ms);
         ASSERT_EQ(h.ptt.changes.size(), 2u);
         EXPECT_FALSE(h.ptt.changes[1].on);
-        EXPECT_EQ(h.at(h.ptt.changes[1].at), 950ms + 80ms + c.keying);
+        EXPECT_EQ(h.at(h.ptt.changes[1].at), 950ms + 80ms + keying);
         EXPECT_FALSE(h.sequence.sending());
         EXPECT_FALSE(*h.engineSending) << "the engine's transmission is released after PTT off";
         EXPECT_FALSE(h.output.stoppedAt) << "the output plays out undisturbed";
@@ -150,7 +140,7 @@ TEST(TransmitSequence, ReleasesPttOnEveryEarlyEnd) {
         bool audioCut;
         const char* logged;
     } cases[] = {
-        {"stop during the lead", 20ms, [](Harness& h) { h.sequence.stop(); }, false, ""},
+        {"stop during the lead", 20ms, [](Harness& h) { h.sequence.stop(); }, true, ""},
         {"stop while playing", 500ms, [](Harness& h) { h.sequence.stop(); }, true, ""},
         {"output fails", 500ms, [](Harness& h) { h.output.broken = true; }, true,
          "Output failed during a transmission: PTT released\n"},
@@ -202,10 +192,9 @@ TEST(TransmitSequence, RefusesWhatCannotBeKeyedOrPlayed) {
     TarnLogCapture log;
     Harness unplayable;
     unplayable.output.startStatus = -9996;
-    ASSERT_EQ(unplayable.start(), 0);
-    unplayable.runTo(50ms);
+    EXPECT_EQ(unplayable.start(), -9996);
     ASSERT_EQ(unplayable.ptt.changes.size(), 2u);
-    EXPECT_EQ(unplayable.at(unplayable.ptt.changes[1].at), 50ms);
+    EXPECT_FALSE(unplayable.ptt.changes[1].on);
     EXPECT_FALSE(unplayable.sequence.sending());
     EXPECT_EQ(log.text(), "Output could not be started (-9996): PTT released\n");
 }
@@ -215,19 +204,18 @@ TEST(TransmitSequence, NewTimingWaitsForTheNextTransmission) {
     Harness h;
     ASSERT_EQ(h.start(), 0);
     h.sequence.setTiming(SequenceTiming{200ms, 10ms, 1s});
-    h.runTo(50ms);
-    EXPECT_TRUE(h.output.startedAt);
+    EXPECT_EQ(h.at(*h.output.firstSampleAt), 50ms);
     h.output.done = TimePoint{} + 100ms;
     h.runTo(180ms);
     ASSERT_EQ(h.ptt.changes.size(), 2u);
     EXPECT_EQ(h.at(h.ptt.changes[1].at), 180ms);
 
-    h.output.startedAt.reset();
     ASSERT_EQ(h.start(), 0);
-    h.runTo(379ms);
-    EXPECT_FALSE(h.output.startedAt);
-    h.runTo(380ms);
-    EXPECT_TRUE(h.output.startedAt);
+    EXPECT_EQ(h.at(*h.output.firstSampleAt), 380ms);
+    h.runTo(1179ms);
+    EXPECT_TRUE(h.sequence.sending());
+    h.runTo(1180ms);
+    EXPECT_FALSE(h.sequence.sending()) << "the new watchdog (1 s)";
 }
 
 } // namespace

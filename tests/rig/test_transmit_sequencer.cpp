@@ -40,6 +40,10 @@ public:
         ++starts;
         return 0;
     }
+    int startTransmissionAt(std::unique_ptr<tarn::Transmission> transmission, bool route,
+                            Clock::time_point) override {
+        return startTransmission(std::move(transmission), route);
+    }
     void stopTransmission() override { ++stops; }
     std::optional<Clock::time_point> playedOutAt() const override {
         if (!finished.load()) {
@@ -47,7 +51,6 @@ public:
         }
         return Clock::now();
     }
-    Clock::duration outputLatency() const override { return 0ms; }
     bool failed() const override { return false; }
 
     std::atomic<int> starts{0}, stops{0};
