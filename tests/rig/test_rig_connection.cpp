@@ -76,9 +76,11 @@ TEST(RigConnection, KeysTheRigAndFollowsItsDial) {
         const char* mode;
         double dialHz;
         Sideband sideband;
-    } steps[] = {{"14070000", "USB", 14070000.0, Sideband::Upper},
-                 {"7040000", "LSB", 7040000.0, Sideband::Lower},
-                 {"14070000", "PKTUSB", 14070000.0, Sideband::Upper}};
+        double rf; // of a signal at 1500 Hz audio
+    } steps[] = {{"14070000", "USB", 14070000.0, Sideband::Upper, 14071500.0},
+                 {"7040000", "LSB", 7040000.0, Sideband::Lower, 7038500.0},
+                 {"14070000", "PKTUSB", 14070000.0, Sideband::Upper, 14071500.0},
+                 {"145500000", "FM", 145500000.0, Sideband::Carrier, 145500000.0}};
     for (const Step& step : steps) {
         SCOPED_TRACE(step.mode);
         rigctl(address, std::string("F ") + step.frequency);
@@ -88,6 +90,7 @@ TEST(RigConnection, KeysTheRigAndFollowsItsDial) {
             return s.dialHz == step.dialHz && s.mode == step.mode;
         }));
         EXPECT_EQ(rig.status().sideband, step.sideband);
+        EXPECT_EQ(rfFrequency(step.dialHz, step.sideband, 1500.0), step.rf);
     }
 }
 
