@@ -12,6 +12,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libsndfile1-dev libsamplerate0-dev portaudio19-dev libasound2-dev libjack-jackd2-dev
   zlib1g-dev
+  libhamlib-dev libhamlib-utils
   qt6-base-dev qt6-base-dev-tools libqt6opengl6-dev libgl-dev libgl1-mesa-dri
   pulseaudio pulseaudio-utils libasound2-plugins alsa-utils
   xvfb xauth
