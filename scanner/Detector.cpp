@@ -10,14 +10,22 @@ namespace {
 constexpr int kFloorReach = 32;           // bins each side for the floor (±250 Hz)
 constexpr double kFloorQuantile = 0.2;    // of the averaged powers
 constexpr double kFloorCorrection = 1.95; // mean / 20th percentile of a 3-row average of noise
-constexpr int kHalfWidth = 2;             // score over 2 × 2 + 1 bins
-constexpr double kThresholdFactor = 4.0;  // score against the floor over the same bins
-constexpr int kFlankDistance = 6;         // bins to the flanks (46.875 Hz)
-constexpr double kFlankFactor = 2.5;      // score against the flanks' mean
+constexpr int kFloorMinimumBins = 16;     // unmasked bins needed for an estimate
+constexpr int kFloorWarmUpRows = 3;       // rows in which the floor follows freely
+constexpr int kMaskBins = 4;              // bins each side of an open channel's carrier left out
+const double kFloorRise = std::pow(10.0, 0.01);  // 0.1 dB per row
+const double kFloorFall = std::pow(10.0, -0.05); // 0.5 dB per row
+constexpr int kHalfWidth = 2;                    // score over 2 × 2 + 1 bins
+constexpr double kThresholdFactor = 4.0;         // score against the floor over the same bins
+constexpr int kFlankDistance = 6;                // bins to the flanks (46.875 Hz)
+constexpr double kFlankFactor = 2.5;             // score against the flanks' mean
+constexpr int kValleyNear = 3;                   // valley bins: 3 and 4 from the carrier
+constexpr double kValleyFactor = 4.0; // the signal's highest bin against the higher valley
+constexpr double kBalance = 6.0;      // one sideband against the other, at most
 constexpr int kRowsToConfirm = 3;
 constexpr int kRowsToForget = 3;  // rows without a sighting before a candidate is dropped
 constexpr double kMatchHz = 6.0;  // one candidate across rows
-constexpr double kClaimHz = 25.0; // taken by an open channel
+constexpr double kClaimHz = 20.0; // taken by an open channel
 constexpr double kBinsIn2500Hz = 2500.0 / Detector::kBinHz;
 
 } // namespace
@@ -52,17 +60,52 @@ std::vector<Detection> Detector::addRow(const float* logPower, const std::vector
     previous[0] = power;
     ++rows;
 
-    // Noise floor: a low percentile of the averaged powers around each bin.
+    // Noise floor: a low percentile of the averaged powers around each bin,
+    // leaving out the bins of open channels (in a busy band their spectra
+    // would otherwise be taken for noise). Where too few bins are left, the
+    // reach doubles; where even that is mostly stations, the floor is held.
+    // Once known, the floor rises at most kFloorRise per row: stations that
+    // start together fill the band faster than the noise changes.
+    std::vector<char> masked(static_cast<size_t>(size), 0);
+    for (double f : claimed) {
+        const int centre = static_cast<int>(std::lround(f / kBinHz));
+        for (int k = centre - kMaskBins; k <= centre + kMaskBins; ++k) {
+            if (k >= 0 && k < size) {
+                masked[static_cast<size_t>(k)] = 1;
+            }
+        }
+    }
     std::vector<double> window;
     const int from = std::max(0, firstBin - kHalfWidth - kFlankDistance);
     const int to = std::min(size - 1, lastBin + kHalfWidth + kFlankDistance);
     for (int k = from; k <= to; ++k) {
-        const int lo = std::max(0, k - kFloorReach);
-        const int hi = std::min(size - 1, k + kFloorReach);
-        window.assign(averaged.begin() + lo, averaged.begin() + hi + 1);
-        const size_t nth = static_cast<size_t>(kFloorQuantile * static_cast<double>(window.size()));
-        std::nth_element(window.begin(), window.begin() + static_cast<long>(nth), window.end());
-        floor[static_cast<size_t>(k)] = window[nth] * kFloorCorrection;
+        double estimate = 0.0;
+        for (int reach = kFloorReach; reach <= 2 * kFloorReach && estimate == 0.0; reach *= 2) {
+            const int lo = std::max(0, k - reach);
+            const int hi = std::min(size - 1, k + reach);
+            window.clear();
+            for (int j = lo; j <= hi; ++j) {
+                if (!masked[static_cast<size_t>(j)]) {
+                    window.push_back(averaged[static_cast<size_t>(j)]);
+                }
+            }
+            if (static_cast<int>(window.size()) < kFloorMinimumBins) {
+                continue;
+            }
+            const size_t nth =
+                static_cast<size_t>(kFloorQuantile * static_cast<double>(window.size()));
+            std::nth_element(window.begin(), window.begin() + static_cast<long>(nth), window.end());
+            estimate = window[nth] * kFloorCorrection;
+        }
+        double& f = floor[static_cast<size_t>(k)];
+        if (estimate <= 0.0) {
+            continue; // held
+        }
+        if (rows <= kFloorWarmUpRows || f == 0.0) {
+            f = estimate; // the first rows' floor is rough (the average not full yet)
+        } else {
+            f = std::clamp(estimate, f * kFloorFall, f * kFloorRise);
+        }
     }
 
     // Scores and candidates.
@@ -77,6 +120,17 @@ std::vector<Detection> Detector::addRow(const float* logPower, const std::vector
         return averaged[static_cast<size_t>(centre - kHalfWidth)] +
                averaged[static_cast<size_t>(centre)] +
                averaged[static_cast<size_t>(centre + kHalfWidth)];
+    };
+    auto valleys = [&](int centre) {
+        double peak = 0.0;
+        for (int k = centre - kHalfWidth; k <= centre + kHalfWidth; ++k) {
+            peak = std::max(peak, averaged[static_cast<size_t>(k)]);
+        }
+        const double left = std::min(averaged[static_cast<size_t>(centre - kValleyNear)],
+                                     averaged[static_cast<size_t>(centre - kValleyNear - 1)]);
+        const double right = std::min(averaged[static_cast<size_t>(centre + kValleyNear)],
+                                      averaged[static_cast<size_t>(centre + kValleyNear + 1)]);
+        return kValleyFactor * std::max(left, right) < peak;
     };
     std::vector<Detection> found;
     for (int c = firstBin; c <= lastBin; ++c) {
@@ -99,11 +153,23 @@ std::vector<Detection> Detector::addRow(const float* logPower, const std::vector
         if (!highest) {
             continue;
         }
+        // A station's sidebands (idle tones, or the spread of text) are
+        // balanced. Two idle stations 49 Hz apart put their inner tones
+        // 17.5 Hz apart in the gap between them, which looks like a
+        // station with only a centre and one sideband.
+        const double low = averaged[static_cast<size_t>(c - kHalfWidth)];
+        const double high = averaged[static_cast<size_t>(c + kHalfWidth)];
+        if (kBalance * std::min(low, high) < std::max(low, high)) {
+            continue;
+        }
         // Against the geometric mean of the flanks: the skirt of a strong
         // station (falling as the square of the distance) never passes, a
         // station with a neighbour on one flank does.
+        // In a crowded band the flanks are the neighbours themselves; there
+        // a station shows as a peak with a valley on both sides (23 - 31 Hz
+        // out), which a skirt, rising towards its station, never has.
         const double flanks = std::sqrt(score(c - kFlankDistance) * score(c + kFlankDistance));
-        if (s < kFlankFactor * flanks) {
+        if (s < kFlankFactor * flanks && !valleys(c)) {
             continue;
         }
         // Power centroid of the five bins, taken again around the first

@@ -3,13 +3,18 @@
 // every 1024 samples) that the main receiver's spectrum also makes.
 //
 // Per row: the noise floor of each bin is a low percentile of the averaged
-// power of the bins within ±250 Hz (robust against the signals in between);
-// a signal's score is its power over five bins (about 39 Hz, a PSK31 signal's
-// width), the idle sidebands at ±15.625 Hz being its outer bins. A candidate
-// is a score that is the highest within ±3 bins, stands kThresholdFactor
-// above the floor over the same bins, and stands out against the bins ±47 Hz
-// away (so that the skirt of a strong station is not taken for a signal).
-// A candidate seen in kRowsToConfirm rows near one frequency is confirmed.
+// power of the bins within ±250 Hz, leaving out ±31 Hz around every open
+// channel (robust against the signals in between, and in a crowded band not
+// taken from the stations' own spectra); once settled it rises at most
+// 0.1 dB per row, so a band that fills up keeps the floor measured before.
+// A signal's score is its power over five bins (about 39 Hz, a PSK31
+// signal's width), the idle sidebands at ±15.625 Hz being its outer bins. A
+// candidate is a score that is the highest within ±3 bins, with balanced
+// sidebands, standing kThresholdFactor above the floor over the same bins,
+// and standing out either against the bins ±47 Hz away (so that the skirt of
+// a strong station is not taken for a signal) or, in a crowded band where
+// those are the neighbours, above a valley on both sides. A candidate seen
+// in kRowsToConfirm rows near one frequency is confirmed.
 #pragma once
 
 #include <optional>
@@ -30,7 +35,7 @@ public:
     Detector(double lowHz, double highHz);
 
     // One spectrum row (kBins log powers). Returns the signals confirmed by
-    // this row; signals near `claimed` frequencies (open channels, ±25 Hz)
+    // this row; signals near `claimed` frequencies (open channels, ±20 Hz)
     // are left out.
     std::vector<Detection> addRow(const float* logPower, const std::vector<double>& claimed);
 

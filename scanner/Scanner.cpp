@@ -12,6 +12,7 @@ namespace {
 constexpr int kRowSamples = 1024;
 constexpr int kSnrHalfWidth = 3;    // bins each side of the carrier for the SNR (±23 Hz)
 constexpr double kDuplicateHz = 12; // two channels this close follow one station
+constexpr double kGhostHz = 32;     // a PSK31 signal's width
 
 } // namespace
 
@@ -139,6 +140,24 @@ void Scanner::startChannels(const std::vector<Detection>& detections) {
         }
         ++nextId;
         channels.push_back(std::move(channel));
+    }
+    // A channel with others on both sides closer than a signal's width sits
+    // in the gap between two stations (in their idle, the two inner tones
+    // look like one station's): it goes.
+    for (std::size_t i = 0; i < channels.size(); ++i) {
+        const double f = channels[i]->frequency();
+        bool below = false;
+        bool above = false;
+        for (const auto& other : channels) {
+            const double d = other->frequency() - f;
+            below = below || (d < 0.0 && d > -kGhostHz);
+            above = above || (d > 0.0 && d < kGhostHz);
+        }
+        if (below && above) {
+            emitText(*channels[i]);
+            closeChannel(i);
+            --i;
+        }
     }
     // Two channels that have come to follow one station: the younger goes.
     for (std::size_t i = 0; i < channels.size(); ++i) {
