@@ -26,20 +26,20 @@ int32_t next(int32_t index, int32_t size) {
     return index > size - 2 ? 0 : index + 1;
 }
 
-// The symbol filter over a ring, ending just before `index` (may be negative
-// by up to the ring's size).
-float symbolFilterAt(const float* ring, int32_t index, int32_t size) {
+// The symbol filter over the 64 samples before `end` of a doubled ring
+// (kRing <= end < 2 kRing), newest first as in the main receiver.
+void symbolFilterAt(const float* ringI, const float* ringQ, int32_t end, float& i, float& q) {
     const float* h = stages::symbolFilter();
-    int32_t j = index;
-    float acc = 0.0f;
+    const float* xi = ringI + end - 1;
+    const float* xq = ringQ + end - 1;
+    float accI = 0.0f;
+    float accQ = 0.0f;
     for (int k = 0; k < stages::kSymbolFilterTaps; ++k) {
-        if (j < 1) {
-            j += size;
-        }
-        --j;
-        acc = acc + ring[j] * h[k];
+        accI = accI + xi[-k] * h[k];
+        accQ = accQ + xq[-k] * h[k];
     }
-    return acc;
+    i = accI;
+    q = accQ;
 }
 
 } // namespace
@@ -49,24 +49,33 @@ ChannelDemodulator::ChannelDemodulator() = default;
 int ChannelDemodulator::push(float i, float q, bool open) {
     ringI[static_cast<size_t>(index)] = i;
     ringQ[static_cast<size_t>(index)] = q;
+    ringI[static_cast<size_t>(index + kRing)] = i;
+    ringQ[static_cast<size_t>(index + kRing)] = q;
     const int32_t written = index;
     index = next(index, kRing);
     const int32_t p = index;
     // The clock's power comes through the symbol filter, not straight from
     // the decimator as in the main receiver: a neighbour 40 Hz away would
     // otherwise beat in it and pull the clock onto its own reversals.
-    const float fi = symbolFilterAt(ringI.data(), p, kRing);
-    const float fq = symbolFilterAt(ringQ.data(), p, kRing);
+    float fi;
+    float fq;
+    symbolFilterAt(ringI.data(), ringQ.data(), written + 1 + kRing, fi, fq);
+    filteredI[static_cast<size_t>(written)] = fi;
+    filteredQ[static_cast<size_t>(written)] = fq;
     power[static_cast<size_t>(written)] = fi * fi + fq * fq;
     delayDecoder += 1;
     atInstant = p % kSymbolSamples == symbolPhase;
     int received = -1;
 
     if (open && delayDecoder >= kDecisionHoldOff && atInstant) {
-        const float ia = symbolFilterAt(ringI.data(), p - kEarlierPoint, kRing);
-        const float qa = symbolFilterAt(ringQ.data(), p - kEarlierPoint, kRing);
-        const float ib = symbolFilterAt(ringI.data(), p - kLaterPoint, kRing);
-        const float qb = symbolFilterAt(ringQ.data(), p - kLaterPoint, kRing);
+        // The filter's outputs kEarlierPoint and kLaterPoint samples back
+        // (kept from when they were computed).
+        const size_t a0 = static_cast<size_t>((p - 1 - kEarlierPoint + kRing) % kRing);
+        const size_t b0 = static_cast<size_t>((p - 1 - kLaterPoint + kRing) % kRing);
+        const float ia = filteredI[a0];
+        const float qa = filteredQ[a0];
+        const float ib = filteredI[b0];
+        const float qb = filteredQ[b0];
         const double a = std::atan2(static_cast<double>(qa), static_cast<double>(ia)) / kPi;
         const double b = std::atan2(static_cast<double>(qb), static_cast<double>(ib)) / kPi;
         const float change = static_cast<float>(std::fabs(b - a));

@@ -41,8 +41,13 @@ private:
     void bitOne();
 
     varicode codec;
-    std::array<float, kRing> ringI{};
-    std::array<float, kRing> ringQ{};
+    // Baseband samples, each stored twice (at n and n + kRing) so that the
+    // symbol filter always reads one contiguous run.
+    std::array<float, 2 * kRing> ringI{};
+    std::array<float, 2 * kRing> ringQ{};
+    // The symbol filter's output after each sample, and its power.
+    std::array<float, kRing> filteredI{};
+    std::array<float, kRing> filteredQ{};
     std::array<float, kRing> power{};
     int32_t index = 0;
     int32_t delayDecoder = 0;
