@@ -15,13 +15,15 @@ constexpr int kFloorWarmUpRows = 3;       // rows in which the floor follows fre
 constexpr int kMaskBins = 4;              // bins each side of an open channel's carrier left out
 const double kFloorRise = std::pow(10.0, 0.01);  // 0.1 dB per row
 const double kFloorFall = std::pow(10.0, -0.05); // 0.5 dB per row
-constexpr int kHalfWidth = 2;                    // score over 2 × 2 + 1 bins
-constexpr double kThresholdFactor = 4.0;         // score against the floor over the same bins
-constexpr int kFlankDistance = 6;                // bins to the flanks (46.875 Hz)
-constexpr double kFlankFactor = 2.5;             // score against the flanks' mean
-constexpr int kValleyNear = 3;                   // valley bins: 3 and 4 from the carrier
-constexpr double kValleyFactor = 4.0; // the signal's highest bin against the higher valley
-constexpr double kBalance = 6.0;      // one sideband against the other, at most
+constexpr double kModelReach = 16.0; // bins each side of an open channel taken as its own (±125 Hz)
+constexpr double kMirrorSlack = 1.0;     // a channel's side lobes: up to this times their mirror
+constexpr int kHalfWidth = 2;            // score over 2 × 2 + 1 bins
+constexpr double kThresholdFactor = 4.0; // score against the floor over the same bins
+constexpr int kFlankDistance = 6;        // bins to the flanks (46.875 Hz)
+constexpr double kFlankFactor = 2.5;     // score against the flanks' mean
+constexpr int kValleyNear = 3;           // valley bins: 3 and 4 from the carrier
+constexpr double kValleyFactor = 4.0;    // the signal's highest bin against the higher valley
+constexpr double kBalance = 6.0;         // one sideband against the other, at most
 constexpr int kRowsToConfirm = 3;
 constexpr int kRowsToForget = 3;  // rows without a sighting before a candidate is dropped
 constexpr double kMatchHz = 6.0;  // one candidate across rows
@@ -108,28 +110,63 @@ std::vector<Detection> Detector::addRow(const float* logPower, const std::vector
         }
     }
 
+    // What is left once the open channels' own spectra are taken out. A
+    // PSK31 spectrum is symmetric about its carrier, so a channel's power at
+    // an offset is at most what the mirror bin on its other side shows: the
+    // side lobes of a busy station go, a new station beside it stays.
+    residual = averaged;
+    for (double f : claimed) {
+        const double centre = f / kBinHz;
+        const int lo = std::max(1, static_cast<int>(std::ceil(centre - kModelReach)));
+        const int hi = std::min(size - 2, static_cast<int>(std::floor(centre + kModelReach)));
+        for (int k = lo; k <= hi; ++k) {
+            const double mirror = 2.0 * centre - k;
+            const int m = static_cast<int>(std::floor(mirror));
+            if (m < 0 || m + 1 >= size) {
+                continue;
+            }
+            // A mirror bin that another open channel fills says nothing.
+            const bool neighbour = std::any_of(claimed.begin(), claimed.end(), [&](double g) {
+                return g != f && std::fabs(g / kBinHz - mirror) <= kMaskBins;
+            });
+            if (neighbour) {
+                continue;
+            }
+            const double weight = mirror - m;
+            const size_t i = static_cast<size_t>(k);
+            const double mirrored = averaged[static_cast<size_t>(m)] * (1.0 - weight) +
+                                    averaged[static_cast<size_t>(m + 1)] * weight;
+            // Text makes the two sides differ from row to row by a few dB;
+            // up to kMirrorSlack times the mirror is still the channel's own.
+            const double own = std::min(averaged[i], kMirrorSlack * mirrored) - floor[i];
+            if (own > 0.0) {
+                residual[i] = std::max(residual[i] - own, std::min(averaged[i], floor[i]));
+            }
+        }
+    }
+
     // Scores and candidates.
     auto score = [&](int centre) {
         double sum = 0.0;
         for (int k = centre - kHalfWidth; k <= centre + kHalfWidth; ++k) {
-            sum += averaged[static_cast<size_t>(k)];
+            sum += residual[static_cast<size_t>(k)];
         }
         return sum;
     };
     auto sidebands = [&](int centre) {
-        return averaged[static_cast<size_t>(centre - kHalfWidth)] +
-               averaged[static_cast<size_t>(centre)] +
-               averaged[static_cast<size_t>(centre + kHalfWidth)];
+        return residual[static_cast<size_t>(centre - kHalfWidth)] +
+               residual[static_cast<size_t>(centre)] +
+               residual[static_cast<size_t>(centre + kHalfWidth)];
     };
     auto valleys = [&](int centre) {
         double peak = 0.0;
         for (int k = centre - kHalfWidth; k <= centre + kHalfWidth; ++k) {
-            peak = std::max(peak, averaged[static_cast<size_t>(k)]);
+            peak = std::max(peak, residual[static_cast<size_t>(k)]);
         }
-        const double left = std::min(averaged[static_cast<size_t>(centre - kValleyNear)],
-                                     averaged[static_cast<size_t>(centre - kValleyNear - 1)]);
-        const double right = std::min(averaged[static_cast<size_t>(centre + kValleyNear)],
-                                      averaged[static_cast<size_t>(centre + kValleyNear + 1)]);
+        const double left = std::min(residual[static_cast<size_t>(centre - kValleyNear)],
+                                     residual[static_cast<size_t>(centre - kValleyNear - 1)]);
+        const double right = std::min(residual[static_cast<size_t>(centre + kValleyNear)],
+                                      residual[static_cast<size_t>(centre + kValleyNear + 1)]);
         return kValleyFactor * std::max(left, right) < peak;
     };
     std::vector<Detection> found;
@@ -157,8 +194,8 @@ std::vector<Detection> Detector::addRow(const float* logPower, const std::vector
         // balanced. Two idle stations 49 Hz apart put their inner tones
         // 17.5 Hz apart in the gap between them, which looks like a
         // station with only a centre and one sideband.
-        const double low = averaged[static_cast<size_t>(c - kHalfWidth)];
-        const double high = averaged[static_cast<size_t>(c + kHalfWidth)];
+        const double low = residual[static_cast<size_t>(c - kHalfWidth)];
+        const double high = residual[static_cast<size_t>(c + kHalfWidth)];
         if (kBalance * std::min(low, high) < std::max(low, high)) {
             continue;
         }
@@ -181,7 +218,7 @@ std::vector<Detection> Detector::addRow(const float* logPower, const std::vector
             double moment = 0.0;
             for (int k = middle - kHalfWidth; k <= middle + kHalfWidth; ++k) {
                 const double excess =
-                    std::max(0.0, averaged[static_cast<size_t>(k)] - floor[static_cast<size_t>(k)]);
+                    std::max(0.0, residual[static_cast<size_t>(k)] - floor[static_cast<size_t>(k)]);
                 weight += excess;
                 moment += excess * k;
             }

@@ -8,7 +8,11 @@
 // taken from the stations' own spectra); once settled it rises at most
 // 0.1 dB per row, so a band that fills up keeps the floor measured before.
 // A signal's score is its power over five bins (about 39 Hz, a PSK31
-// signal's width), the idle sidebands at ±15.625 Hz being its outer bins. A
+// signal's width), the idle sidebands at ±15.625 Hz being its outer bins,
+// taken after removing the open channels' own spectra (a PSK31 spectrum is
+// symmetric about its carrier, so within ±125 Hz of a channel what exceeds
+// the mirror image belongs to someone else: a new station 40 Hz beside a
+// busy one is seen, the busy one's side lobes are not). A
 // candidate is a score that is the highest within ±3 bins, with balanced
 // sidebands, standing kThresholdFactor above the floor over the same bins,
 // and standing out either against the bins ±47 Hz away (so that the skirt of
@@ -59,6 +63,7 @@ private:
     std::vector<double> averaged; // mean of the last three rows
     std::vector<double> previous[2];
     std::vector<double> floor;
+    std::vector<double> residual; // averaged, less the open channels' own spectra
     std::vector<Pending> pending;
     int rows = 0;
 };

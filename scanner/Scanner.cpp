@@ -128,6 +128,9 @@ void Scanner::startChannels(const std::vector<Detection>& detections) {
         if (detection.frequency < config.lowHz || detection.frequency > config.highHz) {
             continue;
         }
+        if (betweenTwo(detection.frequency)) {
+            continue;
+        }
         auto channel = std::make_unique<Channel>(nextId, detection.frequency, frontEnd.centre(),
                                                  config.squelchSnrDb, seconds());
         channel->start(frontEnd.history(), detector.noiseFloor(detection.frequency));
@@ -145,15 +148,7 @@ void Scanner::startChannels(const std::vector<Detection>& detections) {
     // in the gap between two stations (in their idle, the two inner tones
     // look like one station's): it goes.
     for (std::size_t i = 0; i < channels.size(); ++i) {
-        const double f = channels[i]->frequency();
-        bool below = false;
-        bool above = false;
-        for (const auto& other : channels) {
-            const double d = other->frequency() - f;
-            below = below || (d < 0.0 && d > -kGhostHz);
-            above = above || (d > 0.0 && d < kGhostHz);
-        }
-        if (below && above) {
+        if (betweenTwo(channels[i]->frequency())) {
             emitText(*channels[i]);
             closeChannel(i);
             --i;
@@ -169,6 +164,17 @@ void Scanner::startChannels(const std::vector<Detection>& detections) {
             }
         }
     }
+}
+
+bool Scanner::betweenTwo(double frequency) const {
+    bool below = false;
+    bool above = false;
+    for (const auto& other : channels) {
+        const double d = other->frequency() - frequency;
+        below = below || (d < 0.0 && d > -kGhostHz);
+        above = above || (d > 0.0 && d < kGhostHz);
+    }
+    return below && above;
 }
 
 void Scanner::emitText(Channel& channel) {

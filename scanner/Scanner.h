@@ -62,6 +62,8 @@ private:
     void feedFrontEnd(const float* samples, int count);
     void spectrumRow();
     void startChannels(const std::vector<Detection>& detections);
+    // Open channels closer than a signal's width on both sides of `frequency`.
+    bool betweenTwo(double frequency) const;
     void emitText(Channel& channel);
     void closeChannel(std::size_t index);
     void publish();
