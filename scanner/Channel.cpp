@@ -63,7 +63,7 @@ void Channel::push(stages::Complex sample) {
 void Channel::baseband(stages::Complex sample) {
     squelch.push(sample);
     imd.push(sample);
-    const bool gated = squelch.gate();
+    const bool gated = squelch.gate() && demodulator.coherent();
     if (wasGated && !gated) {
         // The station has gone: bits of an unfinished character are noise.
         demodulator.dropOpenCharacter();

@@ -2,6 +2,7 @@
 
 #include "scanner/EngineStages.h"
 
+#include <algorithm>
 #include <cmath>
 #include <string_view>
 
@@ -15,6 +16,11 @@ constexpr int32_t kEarlierPoint = 112; // decision points, samples back
 constexpr int32_t kLaterPoint = 96;
 constexpr int32_t kDecisionHoldOff = 9; // after a +1 timing slip
 constexpr double kSlipThreshold = 0.2;
+constexpr double kPhaseErrorWeight = 0.125; // per symbol
+// Mean distance of the phase changes from 0 or π below which the channel
+// holds a PSK31 signal at its own carrier and clock: a few tenths of a
+// radian down to -10 dB; π/4 for noise or a neighbour's leakage.
+constexpr double kCoherentError = 0.5;
 constexpr double kAngleKeep = 0.95; // phase AFC smoothing, as the main receiver's
 constexpr double kAngleNew = 0.050000000000000044;
 // Hz per radian of smoothed phase change per symbol: the main receiver's
@@ -67,7 +73,7 @@ int ChannelDemodulator::push(float i, float q, bool open) {
     atInstant = p % kSymbolSamples == symbolPhase;
     int received = -1;
 
-    if (open && delayDecoder >= kDecisionHoldOff && atInstant) {
+    if (atInstant) {
         // The filter's outputs kEarlierPoint and kLaterPoint samples back
         // (kept from when they were computed).
         const size_t a0 = static_cast<size_t>((p - 1 - kEarlierPoint + kRing) % kRing);
@@ -78,7 +84,15 @@ int ChannelDemodulator::push(float i, float q, bool open) {
         const float qb = filteredQ[b0];
         const double a = std::atan2(static_cast<double>(qa), static_cast<double>(ia)) / kPi;
         const double b = std::atan2(static_cast<double>(qb), static_cast<double>(ib)) / kPi;
-        const float change = static_cast<float>(std::fabs(b - a));
+        change = static_cast<float>(std::fabs(b - a));
+        // How far the change is from a clean 0 or half a turn, radians.
+        const double offGrid =
+            std::min({static_cast<double>(change), std::fabs(static_cast<double>(change) - 1.0),
+                      2.0 - static_cast<double>(change)}) *
+            kPi;
+        phaseError += kPhaseErrorWeight * (offGrid - phaseError);
+    }
+    if (open && delayDecoder >= kDecisionHoldOff && atInstant) {
         if (change >= 0.5f && change < 1.5f) {
             received = bitZero();
         } else {
@@ -121,6 +135,10 @@ int ChannelDemodulator::push(float i, float q, bool open) {
         adjustFrequency(fi, fq);
     }
     return received;
+}
+
+bool ChannelDemodulator::coherent() const {
+    return phaseError < kCoherentError;
 }
 
 void ChannelDemodulator::adjustFrequency(float i, float q) {

@@ -31,11 +31,16 @@ public:
     double correction() const { return frequencyCorrection; }
     // Forgets the bits of a character not yet complete.
     void dropOpenCharacter() { bitCount = 0; }
+    // The phase changes between symbols have lately been close to 0 or π:
+    // a PSK31 signal at this carrier and clock, not noise or the side lobes
+    // of a neighbour (kept whether or not decisions run).
+    bool coherent() const;
     // True right after the sample that was a symbol instant.
     bool symbolInstant() const { return atInstant; }
 
 private:
     static constexpr int kRing = 1024;
+    static constexpr double kHalfPi = 1.5707963267948966;
     void adjustFrequency(float i, float q);
     int bitZero();
     void bitOne();
@@ -55,6 +60,8 @@ private:
     float timing = 0.0f;
     char bits[16] = {};
     int bitCount = 0;
+    float change = 0.0f;               // the latest phase change, half turns (0 .. 2)
+    double phaseError = kHalfPi / 2.0; // its mean distance from 0 or π, radians
     float lastAngle = 0.0f;
     float storedAngle = 0.0f;
     double frequencyCorrection = 0.0;
