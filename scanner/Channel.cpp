@@ -32,6 +32,9 @@ void Channel::start(const std::vector<stages::Complex>& history, double noiseFlo
             }
         }
         const std::optional<double> offset = estimateCarrierOffset(samples, pass > 0);
+        if (!offset && pass == 0) {
+            continue; // a neighbour's leakage can hide the line; the narrow pass does not see it
+        }
         if (!offset) {
             break;
         }
@@ -50,7 +53,7 @@ void Channel::pushBlock(const stages::Complex* samples, int count) {
 
 void Channel::push(stages::Complex sample) {
     stages::Complex out;
-    if (squelch.open()) {
+    if (receiving()) {
         quietSamples = 0;
     } else {
         ++quietSamples;
@@ -70,6 +73,9 @@ void Channel::baseband(stages::Complex sample) {
     }
     wasGated = gated;
     const int received = demodulator.push(sample.re, sample.im, gated);
+    if (demodulator.symbolInstant()) {
+        coherentSymbols = demodulator.coherent() ? coherentSymbols + 1 : 0;
+    }
     if (received >= 0) {
         const char byte = static_cast<char>(received);
         const char before = allText.empty() ? '\0' : allText.back();

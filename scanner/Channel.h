@@ -37,7 +37,9 @@ public:
     double frequency() const { return centreHz + tuner.offset(); }
     double snrDb() const;
     std::optional<double> imdDb() const { return imd.imdDb(); }
-    bool receiving() const { return squelch.open(); }
+    // The station is there now: the squelch is open and the phase changes
+    // have been a PSK31 signal's (not a neighbour's side lobes) for a while.
+    bool receiving() const { return squelch.open() && coherentSymbols >= kCoherentSymbols; }
     double openedAt() const { return openedSeconds; }
     // Seconds of the shared stream since the squelch was last open.
     double quietSeconds() const;
@@ -58,7 +60,9 @@ private:
     ChannelDemodulator demodulator;
     SnrSquelch squelch;
     ImdMeter imd;
+    static constexpr int kCoherentSymbols = 16;
     bool wasGated = false;
+    int coherentSymbols = 0; // symbols in a row with coherent phase changes
     double appliedCorrection = 0.0;
     long long quietSamples = 0;
     double snrAverage = 0.0; // linear, while the squelch is open

@@ -76,17 +76,57 @@ TEST(Scanner, FindsAStationAtMinusSixDecibels) {
     EXPECT_NEAR(run.reports[0].snrDb, weak.snrDb, 2.0);
 }
 
+// Characters a channel printed after its station's text, or -1 when the
+// text is not there whole.
+long garbageAfter(const std::string& sent, const std::string& received) {
+    const size_t at = received.rfind(sent);
+    return at == std::string::npos ? -1 : static_cast<long>(received.size() - at - sent.size());
+}
+
+std::string repeated(const char* text, int times) {
+    std::string out;
+    for (int i = 0; i < times; ++i) {
+        out += text;
+        out += ' ';
+    }
+    return out;
+}
+
+// Two stations 40 Hz apart, each copied on its own channel and quiet once it
+// stops: starting together in idle, or one starting while the other already
+// sends text (above or below it, as strong or 6 dB weaker).
 TEST(Scanner, CopiesTwoStationsFortyHertzApart) {
-    const std::vector<Station> pair = {
-        {kTexts[0], 1400.0, 6.0, 0.5, 100.0},
-        {kTexts[1], 1440.0, 6.0, 0.7, -100.0},
+    struct Case {
+        const char* name;
+        Station first;
+        Station second;
     };
-    const ScanRun run = scan(testsignals::mixBand(pair, longest(pair), kNoiseRms, 11));
-    ASSERT_EQ(run.reports.size(), 2u);
-    for (const Station& s : pair) {
-        const scanner::ChannelReport* r = run.nearest(s.frequency, 1.0);
-        ASSERT_NE(r, nullptr) << s.frequency;
-        EXPECT_LE(testsignals::characterErrorRate(s.text, r->text), 0.01) << r->text;
+    const std::string busy = repeated(kTexts[1], 2);
+    const Case cases[] = {
+        {"together in idle",
+         {kTexts[0], 1400.0, 6.0, 0.5, 100.0},
+         {kTexts[1], 1440.0, 6.0, 0.7, -100.0}},
+        {"beside one sending",
+         {busy, 1400.0, 6.0, 0.5, 100.0},
+         {kTexts[0], 1440.0, 6.0, 8.0, -100.0}},
+        {"weaker beside one sending",
+         {busy, 1400.0, 10.0, 0.5, 100.0},
+         {kTexts[0], 1440.0, 4.0, 10.0, -100.0}},
+        {"below one sending",
+         {busy, 1440.0, 6.0, 0.5, 100.0},
+         {kTexts[0], 1400.0, 0.0, 8.0, -100.0}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const std::vector<Station> pair = {c.first, c.second};
+        const ScanRun run = scan(testsignals::mixBand(pair, longest(pair), kNoiseRms, 11));
+        EXPECT_EQ(run.reports.size(), 2u);
+        for (const Station& s : pair) {
+            const scanner::ChannelReport* r = run.nearest(s.frequency, 1.0);
+            ASSERT_NE(r, nullptr) << s.frequency;
+            EXPECT_LE(testsignals::characterErrorRate(s.text, r->text), 0.01) << r->text;
+            EXPECT_LE(garbageAfter(s.text.substr(s.text.size() - 8), r->text), 2) << r->text;
+        }
     }
 }
 
@@ -96,20 +136,38 @@ TEST(Scanner, TenMinutesOfNoisePrintNothing) {
     EXPECT_TRUE(run.reports.empty());
 }
 
-// After the station stops, its channel prints at most two characters more,
-// and the channel closes after the close time without signal.
+// After the station stops, its channel prints at most two characters more
+// (alone, or while a neighbour 40 Hz away and 10 to 14 dB stronger goes on
+// sending), and the channel closes after the close time without signal.
 TEST(Scanner, StopsPrintingWhenTheStationStopsAndClosesLater) {
-    const Station s{kTexts[2], 1100.0, 3.0, 1.0, 0.0};
-    const double end = testsignals::stationEndSample(s) / 8000.0;
-    scanner::ScannerConfig config;
-    config.closeAfterSeconds = 8.0;
-    const ScanRun run = scan(testsignals::mixBand({s}, end + 30.0, kNoiseRms, 13), config);
-    ASSERT_EQ(run.reports.size(), 1u);
-    const std::string& text = run.reports[0].text;
-    const size_t at = text.find(s.text);
-    ASSERT_NE(at, std::string::npos) << text;
-    EXPECT_LE(text.size() - s.text.size(), 2u) << text;
-    EXPECT_NEAR(run.reports[0].closedAt, end + config.closeAfterSeconds, 1.0);
+    struct Case {
+        double snrDb;
+        double neighbourOffsetHz; // 0: no neighbour
+    };
+    for (const Case& c : {Case{3.0, 0.0}, Case{10.0, 40.0}, Case{6.0, -40.0}}) {
+        SCOPED_TRACE(c.neighbourOffsetHz);
+        const Station s{kTexts[2], 1100.0, c.snrDb, 1.0, 100.0};
+        std::vector<Station> stations = {s};
+        if (c.neighbourOffsetHz != 0.0) {
+            stations.push_back(
+                {repeated(kTexts[1], 3), 1100.0 + c.neighbourOffsetHz, 20.0, 3.0, -100.0});
+        }
+        const double end = testsignals::stationEndSample(s) / 8000.0;
+        if (stations.size() > 1) { // the neighbour goes on for the whole close time
+            ASSERT_LT(end + 8.0, testsignals::stationEndSample(stations[1]) / 8000.0);
+        }
+        scanner::ScannerConfig config;
+        config.closeAfterSeconds = 8.0;
+        const ScanRun run = scan(testsignals::mixBand(stations, end + 12.0, kNoiseRms, 13), config);
+        const scanner::ChannelReport* r = run.nearest(s.frequency, 1.0);
+        ASSERT_NE(r, nullptr);
+        const long garbage = garbageAfter(s.text, r->text);
+        ASSERT_GE(garbage, 0) << r->text;
+        EXPECT_LE(garbage, 2) << r->text;
+        const std::string copied = r->text.substr(0, r->text.size() - static_cast<size_t>(garbage));
+        EXPECT_LE(testsignals::characterErrorRate(s.text, copied), 0.01) << r->text;
+        EXPECT_NEAR(r->closedAt, end + config.closeAfterSeconds, 1.0);
+    }
 }
 
 // 0.2 Hz/s for a minute: followed to the end and copied.
