@@ -32,17 +32,16 @@ int32_t next(int32_t index, int32_t size) {
     return index > size - 2 ? 0 : index + 1;
 }
 
-// The symbol filter over the 64 samples before `end` of a doubled ring
-// (kRing <= end < 2 kRing), newest first as in the main receiver.
-void symbolFilterAt(const float* ringI, const float* ringQ, int32_t end, float& i, float& q) {
+// The symbol filter over the 64 samples before `end` of a doubled ring of
+// I, Q pairs (kRing <= end < 2 kRing), newest first as in the main receiver.
+void symbolFilterAt(const float* ring, int32_t end, float& i, float& q) {
     const float* h = stages::symbolFilter();
-    const float* xi = ringI + end - 1;
-    const float* xq = ringQ + end - 1;
+    const float* x = ring + 2 * (end - 1);
     float accI = 0.0f;
     float accQ = 0.0f;
     for (int k = 0; k < stages::kSymbolFilterTaps; ++k) {
-        accI = accI + xi[-k] * h[k];
-        accQ = accQ + xq[-k] * h[k];
+        accI = accI + x[-2 * k] * h[k];
+        accQ = accQ + x[-2 * k + 1] * h[k];
     }
     i = accI;
     q = accQ;
@@ -53,10 +52,10 @@ void symbolFilterAt(const float* ringI, const float* ringQ, int32_t end, float& 
 ChannelDemodulator::ChannelDemodulator() = default;
 
 int ChannelDemodulator::push(float i, float q, bool open) {
-    ringI[static_cast<size_t>(index)] = i;
-    ringQ[static_cast<size_t>(index)] = q;
-    ringI[static_cast<size_t>(index + kRing)] = i;
-    ringQ[static_cast<size_t>(index + kRing)] = q;
+    ring[static_cast<size_t>(2 * index)] = i;
+    ring[static_cast<size_t>(2 * index + 1)] = q;
+    ring[static_cast<size_t>(2 * (index + kRing))] = i;
+    ring[static_cast<size_t>(2 * (index + kRing) + 1)] = q;
     const int32_t written = index;
     index = next(index, kRing);
     const int32_t p = index;
@@ -65,7 +64,7 @@ int ChannelDemodulator::push(float i, float q, bool open) {
     // otherwise beat in it and pull the clock onto its own reversals.
     float fi;
     float fq;
-    symbolFilterAt(ringI.data(), ringQ.data(), written + 1 + kRing, fi, fq);
+    symbolFilterAt(ring.data(), written + 1 + kRing, fi, fq);
     filteredI[static_cast<size_t>(written)] = fi;
     filteredQ[static_cast<size_t>(written)] = fq;
     power[static_cast<size_t>(written)] = fi * fi + fq * fq;

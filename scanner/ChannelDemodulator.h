@@ -48,8 +48,8 @@ private:
     varicode codec;
     // Baseband samples, each stored twice (at n and n + kRing) so that the
     // symbol filter always reads one contiguous run.
-    std::array<float, 2 * kRing> ringI{};
-    std::array<float, 2 * kRing> ringQ{};
+    // I and Q side by side, so that both filter sums read one stream.
+    std::array<float, 4 * kRing> ring{};
     // The symbol filter's output after each sample, and its power.
     std::array<float, kRing> filteredI{};
     std::array<float, kRing> filteredQ{};

@@ -28,8 +28,15 @@ const Hann& hann() {
 
 } // namespace
 
-ChannelTuner::ChannelTuner(double hz) {
+ChannelTuner::ChannelTuner(double hz) : taps(hann().taps) {
     setOffset(hz);
+}
+
+void ChannelTuner::renormalise() {
+    const double magnitude = std::sqrt(phasorRe * phasorRe + phasorIm * phasorIm);
+    phasorRe /= magnitude;
+    phasorIm /= magnitude;
+    sinceRenormalise = 0;
 }
 
 void ChannelTuner::setOffset(double hz) {
@@ -37,37 +44,6 @@ void ChannelTuner::setOffset(double hz) {
     const double step = 2.0 * kPi * hz / kFrontEndRate;
     stepRe = std::cos(step);
     stepIm = -std::sin(step);
-}
-
-bool ChannelTuner::push(stages::Complex in, stages::Complex& out) {
-    const stages::Complex mixed{static_cast<float>(in.re * phasorRe - in.im * phasorIm),
-                                static_cast<float>(in.re * phasorIm + in.im * phasorRe)};
-    const double re = phasorRe * stepRe - phasorIm * stepIm;
-    phasorIm = phasorRe * stepIm + phasorIm * stepRe;
-    phasorRe = re;
-    if (++sinceRenormalise == 1024) {
-        const double magnitude = std::sqrt(phasorRe * phasorRe + phasorIm * phasorIm);
-        phasorRe /= magnitude;
-        phasorIm /= magnitude;
-        sinceRenormalise = 0;
-    }
-    ring[static_cast<size_t>(ringIndex)] = mixed;
-    ring[static_cast<size_t>(ringIndex + kTaps)] = mixed;
-    ringIndex = ringIndex + 1 == kTaps ? 0 : ringIndex + 1;
-    if (++phase < kDecimation) {
-        return false;
-    }
-    phase = 0;
-    const float* taps = hann().taps;
-    const stages::Complex* window = ring.data() + ringIndex;
-    float sumRe = 0.0f;
-    float sumIm = 0.0f;
-    for (int n = 0; n < kTaps; ++n) {
-        sumRe += window[n].re * taps[n];
-        sumIm += window[n].im * taps[n];
-    }
-    out = stages::Complex{sumRe, sumIm};
-    return true;
 }
 
 double ChannelTuner::responseAt(double hz) {

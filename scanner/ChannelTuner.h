@@ -8,6 +8,7 @@
 #include "scanner/EngineStages.h"
 
 #include <array>
+#include <cstddef>
 
 namespace scanner {
 
@@ -24,12 +25,41 @@ public:
     double offset() const { return offsetHz; }
 
     // One 4000 Hz sample; every 8th call returns true with a baseband sample.
-    bool push(stages::Complex in, stages::Complex& out);
+    // (Inline: it runs for every channel at every sample of the stream.)
+    bool push(stages::Complex in, stages::Complex& out) {
+        const stages::Complex mixed{static_cast<float>(in.re * phasorRe - in.im * phasorIm),
+                                    static_cast<float>(in.re * phasorIm + in.im * phasorRe)};
+        const double re = phasorRe * stepRe - phasorIm * stepIm;
+        phasorIm = phasorRe * stepIm + phasorIm * stepRe;
+        phasorRe = re;
+        if (++sinceRenormalise == 1024) {
+            renormalise();
+        }
+        ring[static_cast<std::size_t>(ringIndex)] = mixed;
+        ring[static_cast<std::size_t>(ringIndex + kTaps)] = mixed;
+        ringIndex = ringIndex + 1 == kTaps ? 0 : ringIndex + 1;
+        if (++phase < kDecimation) {
+            return false;
+        }
+        phase = 0;
+        const stages::Complex* window = ring.data() + ringIndex;
+        float sumRe = 0.0f;
+        float sumIm = 0.0f;
+        for (int n = 0; n < kTaps; ++n) {
+            sumRe += window[n].re * taps[n];
+            sumIm += window[n].im * taps[n];
+        }
+        out = stages::Complex{sumRe, sumIm};
+        return true;
+    }
 
     // Gain of the decimator at `hz` from the channel's frequency.
     static double responseAt(double hz);
 
 private:
+    void renormalise();
+
+    const float* taps; // the Hann low-pass, kTaps values
     double offsetHz;
     double stepRe = 1.0; // e^(-j2π·offset/4000)
     double stepIm = 0.0;

@@ -115,8 +115,15 @@ std::vector<Detection> Detector::addRow(const float* logPower, const std::vector
     // an offset is at most what the mirror bin on its other side shows: the
     // side lobes of a busy station go, a new station beside it stays.
     residual = averaged;
+    std::vector<double> others; // open channels whose bins a mirror position may reach
     for (double f : claimed) {
         const double centre = f / kBinHz;
+        others.clear();
+        for (double g : claimed) {
+            if (g != f && std::fabs(g / kBinHz - centre) <= kModelReach + kMaskBins + 1.0) {
+                others.push_back(g);
+            }
+        }
         const int lo = std::max(1, static_cast<int>(std::ceil(centre - kModelReach)));
         const int hi = std::min(size - 2, static_cast<int>(std::floor(centre + kModelReach)));
         for (int k = lo; k <= hi; ++k) {
@@ -126,8 +133,8 @@ std::vector<Detection> Detector::addRow(const float* logPower, const std::vector
                 continue;
             }
             // A mirror bin that another open channel fills says nothing.
-            const bool neighbour = std::any_of(claimed.begin(), claimed.end(), [&](double g) {
-                return g != f && std::fabs(g / kBinHz - mirror) <= kMaskBins;
+            const bool neighbour = std::any_of(others.begin(), others.end(), [&](double g) {
+                return std::fabs(g / kBinHz - mirror) <= kMaskBins;
             });
             if (neighbour) {
                 continue;
