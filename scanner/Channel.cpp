@@ -64,7 +64,8 @@ void Channel::push(stages::Complex sample) {
 }
 
 void Channel::baseband(stages::Complex sample) {
-    squelch.push(sample);
+    demodulator.filter(sample.re, sample.im);
+    squelch.push(demodulator.forwardOutput());
     imd.push(sample);
     const bool gated = squelch.gate() && demodulator.coherent();
     if (wasGated && !gated) {
@@ -72,7 +73,7 @@ void Channel::baseband(stages::Complex sample) {
         demodulator.dropOpenCharacter();
     }
     wasGated = gated;
-    const int received = demodulator.push(sample.re, sample.im, gated);
+    const int received = demodulator.decide(gated);
     if (demodulator.symbolInstant()) {
         coherentSymbols = demodulator.coherent() ? coherentSymbols + 1 : 0;
     }

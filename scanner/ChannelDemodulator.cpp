@@ -33,41 +33,50 @@ int32_t next(int32_t index, int32_t size) {
 }
 
 // The symbol filter over the 64 samples before `end` of a doubled ring of
-// I, Q pairs (kRing <= end < 2 kRing), newest first as in the main receiver.
-void symbolFilterAt(const float* ring, int32_t end, float& i, float& q) {
+// I, Q pairs (kRing <= end < 2 kRing): summed newest first as in the main
+// receiver (i, q), and oldest first as the SNR squelch takes it (forward).
+// The four sums are independent; running them in one loop lets them overlap.
+void symbolFilterAt(const float* ring, int32_t end, float& i, float& q, stages::Complex& forward) {
     const float* h = stages::symbolFilter();
-    const float* x = ring + 2 * (end - 1);
+    const float* newest = ring + 2 * (end - 1);
+    const float* oldest = ring + 2 * (end - stages::kSymbolFilterTaps);
     float accI = 0.0f;
     float accQ = 0.0f;
+    float forwardRe = 0.0f;
+    float forwardIm = 0.0f;
     for (int k = 0; k < stages::kSymbolFilterTaps; ++k) {
-        accI = accI + x[-2 * k] * h[k];
-        accQ = accQ + x[-2 * k + 1] * h[k];
+        accI = accI + newest[-2 * k] * h[k];
+        accQ = accQ + newest[-2 * k + 1] * h[k];
+        forwardRe += oldest[2 * k] * h[k];
+        forwardIm += oldest[2 * k + 1] * h[k];
     }
     i = accI;
     q = accQ;
+    forward = stages::Complex{forwardRe, forwardIm};
 }
 
 } // namespace
 
 ChannelDemodulator::ChannelDemodulator() = default;
 
-int ChannelDemodulator::push(float i, float q, bool open) {
+void ChannelDemodulator::filter(float i, float q) {
     ring[static_cast<size_t>(2 * index)] = i;
     ring[static_cast<size_t>(2 * index + 1)] = q;
     ring[static_cast<size_t>(2 * (index + kRing))] = i;
     ring[static_cast<size_t>(2 * (index + kRing) + 1)] = q;
     const int32_t written = index;
     index = next(index, kRing);
-    const int32_t p = index;
     // The clock's power comes through the symbol filter, not straight from
     // the decimator as in the main receiver: a neighbour 40 Hz away would
     // otherwise beat in it and pull the clock onto its own reversals.
-    float fi;
-    float fq;
-    symbolFilterAt(ring.data(), written + 1 + kRing, fi, fq);
+    symbolFilterAt(ring.data(), written + 1 + kRing, fi, fq, forward);
     filteredI[static_cast<size_t>(written)] = fi;
     filteredQ[static_cast<size_t>(written)] = fq;
     power[static_cast<size_t>(written)] = fi * fi + fq * fq;
+}
+
+int ChannelDemodulator::decide(bool open) {
+    const int32_t p = index;
     delayDecoder += 1;
     atInstant = p % kSymbolSamples == symbolPhase;
     int received = -1;

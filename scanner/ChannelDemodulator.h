@@ -12,6 +12,7 @@
 // squelches on is not kept.
 #pragma once
 
+#include "scanner/EngineStages.h"
 #include "varicode/varicode.h"
 
 #include <array>
@@ -23,9 +24,15 @@ class ChannelDemodulator {
 public:
     ChannelDemodulator();
 
-    // One baseband sample. `open`: the squelch lets decisions and the AFC
-    // run. Returns a received character code (0 .. 255), or -1.
-    int push(float i, float q, bool open);
+    // One baseband sample in two steps. filter() takes it and runs the
+    // symbol filter; decide() then makes the bit decisions, clock and AFC
+    // for it. `open`: the squelch lets decisions and the AFC run. Returns a
+    // received character code (0 .. 255), or -1.
+    void filter(float i, float q);
+    int decide(bool open);
+    // The symbol filter's output for the latest sample, summed from the
+    // oldest of the 64 samples (as the SNR squelch takes it).
+    stages::Complex forwardOutput() const { return forward; }
 
     // Hz the phase AFC has added to the channel's frequency since start.
     double correction() const { return frequencyCorrection; }
@@ -55,6 +62,9 @@ private:
     std::array<float, kRing> filteredQ{};
     std::array<float, kRing> power{};
     int32_t index = 0;
+    float fi = 0.0f; // the latest symbol filter output, newest sample first
+    float fq = 0.0f;
+    stages::Complex forward{0.0f, 0.0f};
     int32_t delayDecoder = 0;
     int32_t symbolPhase = 8;
     float timing = 0.0f;

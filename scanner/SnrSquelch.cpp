@@ -50,18 +50,9 @@ void SnrSquelch::setNoiseFloor(double binPower) {
     noiseIn2500Hz = variance * 2500.0 / 4000.0;
 }
 
-void SnrSquelch::push(stages::Complex sample) {
-    ring[static_cast<size_t>(ringIndex)] = sample;
-    ring[static_cast<size_t>(ringIndex + 64)] = sample;
-    ringIndex = (ringIndex + 1) & 63;
-    const float* h = stages::symbolFilter();
-    const stages::Complex* window = ring.data() + ringIndex;
-    float re = 0.0f;
-    float im = 0.0f;
-    for (int n = 0; n < stages::kSymbolFilterTaps; ++n) {
-        re += window[n].re * h[n];
-        im += window[n].im * h[n];
-    }
+void SnrSquelch::push(stages::Complex filtered) {
+    const float re = filtered.re;
+    const float im = filtered.im;
     const double p = static_cast<double>(re) * re + static_cast<double>(im) * im;
     powerSum += p - powers[static_cast<size_t>(powerIndex)];
     powers[static_cast<size_t>(powerIndex)] = p;

@@ -25,8 +25,9 @@ public:
     // channel's frequency.
     void setNoiseFloor(double binPower);
 
-    // One baseband sample (500 Hz).
-    void push(stages::Complex sample);
+    // One output of the symbol filter over the baseband (500 Hz), summed
+    // from the oldest sample (the channel's demodulator runs the filter).
+    void push(stages::Complex filtered);
 
     // Decisions may run.
     bool gate() const { return openSymbols >= kOpenDelaySymbols; }
@@ -42,8 +43,6 @@ private:
     double threshold;                  // linear
     double noisePower = 0.0;           // expected at the filter's output
     double noiseIn2500Hz = 0.0;        // the same noise within 2500 Hz, input units
-    std::array<stages::Complex, 128> ring{};
-    int ringIndex = 0;
     std::array<double, kWindow> powers{};
     int powerIndex = 0;
     double powerSum = 0.0;
