@@ -77,27 +77,47 @@ std::vector<Detection> Detector::addRow(const float* logPower, const std::vector
             }
         }
     }
-    std::vector<double> window;
+    // The unmasked powers within kFloorReach of bin k, kept sorted as k
+    // moves up one bin at a time (one value out, one in).
+    auto unmasked = [&](int j) { return j >= 0 && j < size && !masked[static_cast<size_t>(j)]; };
+    auto quantile = [](const std::vector<double>& sorted) {
+        return sorted[static_cast<size_t>(kFloorQuantile * static_cast<double>(sorted.size()))];
+    };
     const int from = std::max(0, firstBin - kHalfWidth - kFlankDistance);
     const int to = std::min(size - 1, lastBin + kHalfWidth + kFlankDistance);
+    sorted.clear();
+    for (int j = from - kFloorReach - 1; j <= from + kFloorReach - 1; ++j) { // k = from - 1
+        if (unmasked(j)) {
+            sorted.push_back(averaged[static_cast<size_t>(j)]);
+        }
+    }
+    std::sort(sorted.begin(), sorted.end());
     for (int k = from; k <= to; ++k) {
+        const int leaving = k - kFloorReach - 1;
+        if (unmasked(leaving)) {
+            const double value = averaged[static_cast<size_t>(leaving)];
+            sorted.erase(std::lower_bound(sorted.begin(), sorted.end(), value));
+        }
+        const int entering = k + kFloorReach;
+        if (unmasked(entering)) {
+            const double value = averaged[static_cast<size_t>(entering)];
+            sorted.insert(std::upper_bound(sorted.begin(), sorted.end(), value), value);
+        }
         double estimate = 0.0;
-        for (int reach = kFloorReach; reach <= 2 * kFloorReach && estimate == 0.0; reach *= 2) {
-            const int lo = std::max(0, k - reach);
-            const int hi = std::min(size - 1, k + reach);
+        if (static_cast<int>(sorted.size()) >= kFloorMinimumBins) {
+            estimate = quantile(sorted) * kFloorCorrection;
+        } else {
+            const int reach = 2 * kFloorReach;
             window.clear();
-            for (int j = lo; j <= hi; ++j) {
-                if (!masked[static_cast<size_t>(j)]) {
+            for (int j = std::max(0, k - reach); j <= std::min(size - 1, k + reach); ++j) {
+                if (unmasked(j)) {
                     window.push_back(averaged[static_cast<size_t>(j)]);
                 }
             }
-            if (static_cast<int>(window.size()) < kFloorMinimumBins) {
-                continue;
+            if (static_cast<int>(window.size()) >= kFloorMinimumBins) {
+                std::sort(window.begin(), window.end());
+                estimate = quantile(window) * kFloorCorrection;
             }
-            const size_t nth =
-                static_cast<size_t>(kFloorQuantile * static_cast<double>(window.size()));
-            std::nth_element(window.begin(), window.begin() + static_cast<long>(nth), window.end());
-            estimate = window[nth] * kFloorCorrection;
         }
         double& f = floor[static_cast<size_t>(k)];
         if (estimate <= 0.0) {

@@ -63,6 +63,8 @@ private:
     std::vector<double> averaged; // mean of the last three rows
     std::vector<double> previous[2];
     std::vector<double> floor;
+    std::vector<double> sorted; // the floor's window, sorted
+    std::vector<double> window;
     std::vector<double> residual; // averaged, less the open channels' own spectra
     std::vector<Pending> pending;
     int rows = 0;
