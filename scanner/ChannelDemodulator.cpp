@@ -40,18 +40,18 @@ void symbolFilterAt(const float* ring, int32_t end, float& i, float& q, stages::
     const float* h = stages::symbolFilter();
     const float* newest = ring + 2 * (end - 1);
     const float* oldest = ring + 2 * (end - stages::kSymbolFilterTaps);
-    float accI = 0.0f;
-    float accQ = 0.0f;
-    float forwardRe = 0.0f;
-    float forwardIm = 0.0f;
+    // Lanes: I and Q newest first, I and Q oldest first; each lane adds in
+    // tap order, so the vector unit gives the same sums as four scalar loops.
+    using Lanes = float __attribute__((vector_size(16)));
+    Lanes acc = {0.0f, 0.0f, 0.0f, 0.0f};
     for (int k = 0; k < stages::kSymbolFilterTaps; ++k) {
-        accI = accI + newest[-2 * k] * h[k];
-        accQ = accQ + newest[-2 * k + 1] * h[k];
-        forwardRe += oldest[2 * k] * h[k];
-        forwardIm += oldest[2 * k + 1] * h[k];
+        const Lanes x = {newest[-2 * k], newest[-2 * k + 1], oldest[2 * k], oldest[2 * k + 1]};
+        acc = acc + x * h[k];
     }
-    i = accI;
-    q = accQ;
+    i = acc[0];
+    q = acc[1];
+    const float forwardRe = acc[2];
+    const float forwardIm = acc[3];
     forward = stages::Complex{forwardRe, forwardIm};
 }
 
