@@ -12,7 +12,11 @@ namespace {
 constexpr int kRowSamples = 1024;
 constexpr int kSnrHalfWidth = 3;    // bins each side of the carrier for the SNR (±23 Hz)
 constexpr double kDuplicateHz = 12; // two channels this close follow one station
-constexpr double kGhostHz = 32;     // a PSK31 signal's width
+// A new channel that has pulled in this close to an open one has found that
+// station's side lobe (stations closer than a signal's width cannot both be
+// copied anyway; 40 Hz apart they can).
+constexpr double kNewChannelHz = 25;
+constexpr double kGhostHz = 32; // a PSK31 signal's width
 
 } // namespace
 
@@ -136,7 +140,7 @@ void Scanner::startChannels(const std::vector<Detection>& detections) {
         channel->start(frontEnd.history(), detector.noiseFloor(detection.frequency));
         const bool duplicate =
             std::any_of(channels.begin(), channels.end(), [&](const auto& other) {
-                return std::fabs(other->frequency() - channel->frequency()) < kDuplicateHz;
+                return std::fabs(other->frequency() - channel->frequency()) < kNewChannelHz;
             });
         if (duplicate) {
             continue;
