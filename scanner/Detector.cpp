@@ -135,11 +135,35 @@ std::vector<Detection> Detector::addRow(const float* logPower, const std::vector
     // an offset is at most what the mirror bin on its other side shows: the
     // side lobes of a busy station go, a new station beside it stays.
     residual = averaged;
-    std::vector<double> others; // open channels whose bins a mirror position may reach
+    // Stations not yet on a channel: peaks of the five-bin power standing
+    // above the floor, away from the open channels.
+    std::vector<double> stations = claimed;
+    for (int c = firstBin; c <= lastBin; ++c) {
+        double sum = 0.0;
+        double best = 0.0;
+        for (int d = -kHalfWidth; d <= kHalfWidth; ++d) {
+            sum += averaged[static_cast<size_t>(c + d)];
+        }
+        for (int e = c - kHalfWidth; e <= c + kHalfWidth; ++e) {
+            double other = 0.0;
+            for (int d = -kHalfWidth; d <= kHalfWidth; ++d) {
+                other += averaged[static_cast<size_t>(e + d)];
+            }
+            best = std::max(best, other);
+        }
+        const bool open = std::any_of(claimed.begin(), claimed.end(), [&](double g) {
+            return std::fabs(g / kBinHz - c) <= kHalfWidth;
+        });
+        if (!open && sum >= best &&
+            sum >= kThresholdFactor * floor[static_cast<size_t>(c)] * (2 * kHalfWidth + 1)) {
+            stations.push_back(c * kBinHz);
+        }
+    }
+    std::vector<double> others; // stations whose bins a mirror position may reach
     for (double f : claimed) {
         const double centre = f / kBinHz;
         others.clear();
-        for (double g : claimed) {
+        for (double g : stations) {
             if (g != f && std::fabs(g / kBinHz - centre) <= kModelReach + kMaskBins + 1.0) {
                 others.push_back(g);
             }
@@ -152,7 +176,7 @@ std::vector<Detection> Detector::addRow(const float* logPower, const std::vector
             if (m < 0 || m + 1 >= size) {
                 continue;
             }
-            // A mirror bin that another open channel fills says nothing.
+            // A mirror bin that another station fills says nothing.
             const bool neighbour = std::any_of(others.begin(), others.end(), [&](double g) {
                 return std::fabs(g / kBinHz - mirror) <= kMaskBins;
             });

@@ -46,7 +46,7 @@ struct ChannelSnapshot {
     std::optional<double> imdDb;
     std::string latestText; // the newest received bytes, at most kLatestTextBytes
     bool callingCq = false; // "CQ" (any case) somewhere in the text received so far
-    bool receiving = false; // squelch open: the station is on the air now
+    bool receiving = false; // the station is on the air now (SNR and phase both a station's)
     double openedAt = 0.0;  // seconds into the audio
 };
 
