@@ -115,8 +115,11 @@ std::vector<Detection> Detector::addRow(const float* logPower, const std::vector
                 }
             }
             if (static_cast<int>(window.size()) >= kFloorMinimumBins) {
-                std::sort(window.begin(), window.end());
-                estimate = quantile(window) * kFloorCorrection;
+                const auto nth =
+                    window.begin() +
+                    static_cast<long>(kFloorQuantile * static_cast<double>(window.size()));
+                std::nth_element(window.begin(), nth, window.end());
+                estimate = *nth * kFloorCorrection;
             }
         }
         double& f = floor[static_cast<size_t>(k)];
@@ -138,24 +141,28 @@ std::vector<Detection> Detector::addRow(const float* logPower, const std::vector
     // Stations not yet on a channel: peaks of the five-bin power standing
     // above the floor, away from the open channels.
     std::vector<double> stations = claimed;
-    for (int c = firstBin; c <= lastBin; ++c) {
+    fiveBins.assign(averaged.size(), 0.0);
+    for (int c = firstBin - kHalfWidth; c <= lastBin + kHalfWidth; ++c) {
         double sum = 0.0;
-        double best = 0.0;
         for (int d = -kHalfWidth; d <= kHalfWidth; ++d) {
             sum += averaged[static_cast<size_t>(c + d)];
         }
+        fiveBins[static_cast<size_t>(c)] = sum;
+    }
+    for (int c = firstBin; c <= lastBin; ++c) {
+        const double sum = fiveBins[static_cast<size_t>(c)];
+        double best = 0.0;
         for (int e = c - kHalfWidth; e <= c + kHalfWidth; ++e) {
-            double other = 0.0;
-            for (int d = -kHalfWidth; d <= kHalfWidth; ++d) {
-                other += averaged[static_cast<size_t>(e + d)];
-            }
-            best = std::max(best, other);
+            best = std::max(best, fiveBins[static_cast<size_t>(e)]);
+        }
+        if (sum < best ||
+            sum < kThresholdFactor * floor[static_cast<size_t>(c)] * (2 * kHalfWidth + 1)) {
+            continue;
         }
         const bool open = std::any_of(claimed.begin(), claimed.end(), [&](double g) {
             return std::fabs(g / kBinHz - c) <= kHalfWidth;
         });
-        if (!open && sum >= best &&
-            sum >= kThresholdFactor * floor[static_cast<size_t>(c)] * (2 * kHalfWidth + 1)) {
+        if (!open) {
             stations.push_back(c * kBinHz);
         }
     }

@@ -65,6 +65,7 @@ private:
     std::vector<double> floor;
     std::vector<double> sorted; // the floor's window, sorted
     std::vector<double> window;
+    std::vector<double> fiveBins; // averaged power over each bin and two each side
     std::vector<double> residual; // averaged, less the open channels' own spectra
     std::vector<Pending> pending;
     int rows = 0;
