@@ -3,9 +3,10 @@
 //   tarn-psk31-console [--settings FILE] [--form-factor tablet|phone] [--play FILE]
 //                      [--screenshot PNG [--screenshot-after SECONDS]] [Qt options]
 #include "app/AudioBackend.h"
-#include "settings/SettingsStore.h"
+#include "app/AudioDeviceList.h"
 #include "app/TarnAppDelegate.h"
 #include "console/TarnViewController.h"
+#include "settings/SettingsStore.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
@@ -109,6 +110,7 @@ int main(int argc, char* argv[]) {
     AudioBackend audio(store, formFactor);
     TarnAppDelegate delegate;
     TarnViewController console(audio.platform(), store, formFactor);
+    console.setAudioDeviceSource(listAudioDevices);
     delegate.setWindow(&console);
     delegate.applicationDidFinishLaunchingWithOptions();
     fitToScreen(console);

@@ -3,9 +3,9 @@
 // the toolbar titles and the way back from the settings screen.
 #include "console/ConsoleWidgets.h"
 #include "console/RecordingPlayer.h"
-#include "settings/SettingsStore.h"
 #include "console/SpectrumView.h"
 #include "console/TarnViewController.h"
+#include "settings/SettingsStore.h"
 #include "ui_TarnViewController.h"
 
 #include <QDialog>
@@ -112,8 +112,7 @@ void TarnViewController::initSpectrumDisplay() {
 
 void TarnViewController::initializeToolbar() {
     for (int n = 1; n <= 10; ++n)
-        macroButton(n)->setText(
-            store.stringForKey(QStringLiteral("b%1Name").arg(n)).value_or(QString()));
+        macroButton(n)->setText(store.macroName(n).value_or(QString()));
 }
 
 void TarnViewController::enteredBackground() {
@@ -173,9 +172,17 @@ void TarnViewController::enterSetup() {
 }
 
 void TarnViewController::settingsFinished() {
-    if (settingsDialog)
-        settingsDialog->accept();
     initializeFromSettings();
+}
+
+void TarnViewController::initializeSettings() {
+    store.fillInDefaults();
+    store.synchronize();
+}
+
+void TarnViewController::initializeFromSettings() {
+    initializeToolbar();
+    theData()->setForceOutputToSpeaker(store.forceOutputToSpeaker());
 }
 
 void TarnViewController::closeKeyboard() {

@@ -17,7 +17,6 @@
 // and \S go in whole.
 #include "console/TarnViewController.h"
 
-#include "settings/AudioDeviceList.h"
 #include "settings/SettingsStore.h"
 #include "settings/SettingsViewController.h"
 
@@ -57,8 +56,7 @@ void showTxIndicator(QToolBar* toolbar, QLabel* indicator, bool shown) {
 // Macro button n (1..10): its text ("b1Text".."b10Text"), read from the store
 // at the moment of the press, goes through the first pass.
 void pressMacroButton(TarnViewController& console, int n) {
-    console.processMacro(
-        console.settingsStore().stringForKey(QStringLiteral("b%1Text").arg(n)).value_or(QString()));
+    console.processMacro(console.settingsStore().macroText(n).value_or(QString()));
 }
 
 std::u16string_view utf16View(const QString& text) {
@@ -143,8 +141,8 @@ void TarnViewController::processMacroBeforeOutput() {
         switch (escape) {
         case u'C':
         case u'L': {
-            const std::optional<QString> value = store.stringForKey(
-                escape == u'C' ? QStringLiteral("callsign") : QStringLiteral("location"));
+            const std::optional<QString> value =
+                escape == u'C' ? store.callsign() : store.location();
             appendStringToInputString(value ? &*value : nullptr);
             break;
         }
@@ -246,10 +244,11 @@ void TarnViewController::segueToConfig() {
         settingsDialog->activateWindow();
         return;
     }
-    auto* screen = new SettingsViewController(store, listAudioDevices(),
-                                              deviceFormFactor == FormFactor::tablet, this);
+    auto* screen =
+        new SettingsViewController(store, audioDevices ? audioDevices() : AudioDeviceNames{},
+                                   deviceFormFactor == FormFactor::tablet, this);
     screen->setAttribute(Qt::WA_DeleteOnClose);
-    screen->setDelegate(this);
+    connect(screen, &QDialog::accepted, this, &TarnViewController::settingsFinished);
     settingsDialog = screen;
     screen->open();
 }

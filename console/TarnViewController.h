@@ -23,8 +23,8 @@
 // properties, drainTextBuffer and spectrumLevel.
 #pragma once
 
-#include "settings/SettingsDelegate.h"
 #include "engine/TarnData.h"
+#include "settings/AudioDeviceNames.h"
 
 #include <QMainWindow>
 #include <QPointF>
@@ -33,6 +33,7 @@
 #include <QString>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -59,7 +60,7 @@ class TarnViewController;
 // the default output route.
 enum class FormFactor { phone = 0, tablet = 1 };
 
-class TarnViewController : public QMainWindow, public SettingsDelegate {
+class TarnViewController : public QMainWindow {
     Q_OBJECT
 
 public:
@@ -105,6 +106,11 @@ public:
     TarnData* theData();
     SettingsStore& settingsStore() { return store; }
     FormFactor formFactor() const { return deviceFormFactor; }
+    // Where the settings screen gets the audio devices it offers; without
+    // one it offers only the system default.
+    void setAudioDeviceSource(std::function<AudioDeviceNames()> source) {
+        audioDevices = std::move(source);
+    }
     // The audio file feeder behind "Play recording…".
     RecordingPlayer* recordingPlayer() const { return player.get(); }
     // Starts feeding an audio file into the receiver as if it came from the
@@ -168,11 +174,11 @@ public slots:
     void appendCharToInputString(uint32_t characterCode);
     void syncTxRx();
     void doSynxTxRx();
-    // Opens the settings screen modally with the console as its delegate
-    // (Macros.cpp: creates the dialog, stores it in settingsDialog, shows it).
+    // Opens the settings screen modally (Macros.cpp: creates the dialog,
+    // stores it in settingsDialog, shows it).
     void segueToConfig();
-    // The settings screen is done: close it and apply the settings.
-    void settingsFinished() override;
+    // The settings screen was accepted (and has closed): apply the settings.
+    void settingsFinished();
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -195,6 +201,7 @@ private:
     // The engine is built on the player: declared first, the player outlives it.
     std::unique_ptr<RecordingPlayer> player;
     std::unique_ptr<TarnData> _theData;
+    std::function<AudioDeviceNames()> audioDevices;
     QPointer<SpectrumView> spectrumView;
     QLabel* txLabel = nullptr;
     QAction* playAction = nullptr;

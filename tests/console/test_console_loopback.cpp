@@ -4,8 +4,8 @@
 // provides a private sound server and checks what a listening receiver
 // decodes; without that server (no PULSE_SERVER) the test is skipped.
 #include "audio/PortAudioPlatform.h"
-#include "settings/SettingsStore.h"
 #include "console/TarnViewController.h"
+#include "settings/SettingsStore.h"
 
 #include <QLineEdit>
 #include <QPlainTextEdit>
@@ -27,7 +27,7 @@ private slots:
         options.useInput = false; // the listener on the monitor does the receiving
         tarnaudio::PortAudioPlatform platform(options);
         TarnViewController console(platform, store);
-        store.setObject(callsign, QStringLiteral("callsign"));
+        store.setCallsign(callsign);
         console.show();
         QVERIFY(QTest::qWaitForWindowExposed(&console));
 

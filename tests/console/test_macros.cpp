@@ -4,9 +4,9 @@
 // compared sample for sample with the engine's own rendering of the expected
 // message; the fake platform's output never plays by itself, so a message
 // stays "playing" until the test pulls it through the render callback.
-#include "tests/support/FakeAudioPlatform.h"
-#include "settings/SettingsStore.h"
 #include "console/TarnViewController.h"
+#include "settings/SettingsStore.h"
+#include "tests/support/FakeAudioPlatform.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -79,7 +79,7 @@ private slots:
         platform = std::make_unique<FakeAudioPlatform>();
         store = std::make_unique<SettingsStore>(dir.filePath("settings.ini"));
         console = std::make_unique<TarnViewController>(*platform, *store);
-        store->setObject(QStringLiteral("AB1CD"), QStringLiteral("callsign"));
+        store->setCallsign(QStringLiteral("AB1CD"));
         console->qsoInput()->setText(QStringLiteral("DL2XYZ"));
     }
 
@@ -175,7 +175,7 @@ private slots:
 
     void macroButtonsReadTheirOwnTextWhenPressed() {
         for (int n = 1; n <= 10; ++n) {
-            store->setObject(QStringLiteral("<%1>").arg(n), QStringLiteral("b%1Text").arg(n));
+            store->setMacroText(n, QStringLiteral("<%1>").arg(n));
             console->macroButton(n)->trigger();
         }
         QCOMPARE(field()->text(), QStringLiteral("<1><2><3><4><5><6><7><8><9><10>"));
@@ -196,7 +196,7 @@ private slots:
 
     void charactersAbove127() {
         // Typed: dropped. In the call sign: sent whole, as code 233.
-        store->setObject(QString::fromUtf16(u"F6\u00e9"), QStringLiteral("callsign"));
+        store->setCallsign(QString::fromUtf16(u"F6\u00e9"));
         field()->setText(QString::fromUtf16(u"caf\u00e9 \\C"));
         pressReturn();
         verifySent(QString::fromUtf16(u"caf F6\u00e9\n"));
