@@ -91,11 +91,19 @@ void SettingsStore::load() {
     // anything else in it is noise.
     const bool noise = !problem.isEmpty();
     for (const QString& key : reader.allKeys()) {
+        // QSettings names keys in groups by '/'; an empty part ("a//b", "a/")
+        // cannot be read or written back as it stands.
+        if (key.startsWith(u'/') || key.endsWith(u'/') || key.contains(QStringLiteral("//"))) {
+            if (problem.isEmpty())
+                problem = QStringLiteral("key %1 cannot be read").arg(key);
+            continue;
+        }
         if (noise && !isKnownKey(key))
             continue;
         const QVariant value = reader.value(key);
-        if (value.typeId() == QMetaType::QStringList) {
-            // An unquoted comma makes a list of the text the operator wrote.
+        if (value.typeId() == QMetaType::QStringList || value.typeId() == QMetaType::QVariantList) {
+            // An unquoted comma makes a list of the text the operator wrote
+            // (of variants when a part starts with '@').
             const QString joined = value.toStringList().join(QStringLiteral(", "));
             tarnLog("Settings file %s: %s has an unquoted comma; read as \"%s\", written back "
                     "quoted\n",
