@@ -23,6 +23,7 @@
 // properties, drainTextBuffer and spectrumLevel.
 #pragma once
 
+#include "console/FormFactor.h"
 #include "engine/TarnData.h"
 #include "settings/AudioDeviceNames.h"
 
@@ -47,6 +48,7 @@ class QPlainTextEdit;
 class QTimer;
 class QToolBar;
 class LevelSlider;
+class MacroExpander;
 class MomentarySegmentedControl;
 class RecordingPlayer;
 class SettingsStore;
@@ -55,10 +57,6 @@ class SpectrumView;
 namespace Ui {
 class TarnViewController;
 }
-
-// The device's form factor: sets rounded corners, the squelch default and
-// the default output route.
-enum class FormFactor { phone = 0, tablet = 1 };
 
 class TarnViewController : public QMainWindow {
     Q_OBJECT
@@ -191,6 +189,8 @@ private:
     void connectControls();
     void applicationStateChanged(Qt::ApplicationState state);
     QTimer* startDisplayTimer();
+    // The escapes' values as they are now (settings and QSO field).
+    MacroExpander macroExpander();
     // Title and toolbar action follow the recording player (tick).
     void refreshPlayerStatus();
 
