@@ -5,7 +5,7 @@
 // incoming audio is dropped and counted.
 #pragma once
 
-#include "engine/AudioPlatform.h"
+#include "audio/AudioPlatform.h"
 #include "audio/RateConverter.h"
 
 #include <portaudio.h>

@@ -9,7 +9,7 @@
 // and completes by itself.
 #pragma once
 
-#include "engine/AudioPlatform.h"
+#include "audio/AudioPlatform.h"
 #include "audio/RateConverter.h"
 
 #include <portaudio.h>

@@ -18,7 +18,7 @@
 // default output device instead of the radio's.
 #pragma once
 
-#include "engine/AudioPlatform.h"
+#include "audio/AudioPlatform.h"
 
 #include <atomic>
 #include <condition_variable>

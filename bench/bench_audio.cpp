@@ -9,7 +9,9 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cmath>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -18,9 +20,7 @@ namespace {
 
 // A PSK31 message at 1500 Hz in light noise, 8000 Hz, looping forever.
 std::vector<float> receiverAudio(TarnData& engine) {
-    engine.renderString(std::string_view("CQ CQ CQ DE TARN1 TARN1 K\n"));
-    const float* block = engine.renderedAudio.load();
-    std::vector<float> audio(block, block + engine.renderedAudioSize.load());
+    std::vector<float> audio = engine.renderString(std::string_view("CQ CQ CQ DE TARN1 TARN1 K\n"));
     std::mt19937 random(1);
     std::normal_distribution<float> noise(0.0f, 0.05f);
     for (float& x : audio) {
@@ -35,7 +35,7 @@ struct Feed {
     static void deliver(void* context, AudioHandle, AudioHandle buffer, const float* samples,
                         uint32_t byteSize) {
         Feed* self = static_cast<Feed*>(context);
-        self->engine->processInputAudioSamples(samples, static_cast<int32_t>(byteSize / 4));
+        self->engine->processInputAudioSamples(std::span<const float>(samples, byteSize / 4));
         self->queue->enqueue(buffer);
     }
 };
@@ -47,8 +47,7 @@ struct Feed {
 void BM_InputBuffer(benchmark::State& state) {
     const double rate = static_cast<double>(state.range(0));
     const bool replay = state.range(1) != 0;
-    NullAudioPlatform platform;
-    auto engine = TarnData::create(platform);
+    auto engine = std::make_unique<TarnData>(tarn::kTabletSquelch);
     const std::vector<float> audio8k = receiverAudio(*engine);
     // The device's view of the same audio (zero-order hold is enough for a
     // cost figure; the converter's work does not depend on the content).
@@ -72,7 +71,7 @@ void BM_InputBuffer(benchmark::State& state) {
             at = 0;
         }
         if (replay) {
-            engine->replayHistory.store(true);
+            engine->setFrequency(engine->frequency()); // a retune: replay first
         }
         queue.deliverDeviceSamples(device.data() + at, perBuffer, 1);
         at += perBuffer;
@@ -90,16 +89,20 @@ BENCHMARK(BM_InputBuffer)
 
 // One render call of 256 frames (32 ms), as the output stream asks for them.
 void BM_OutputRenderCall(benchmark::State& state) {
-    NullAudioPlatform platform;
-    auto engine = TarnData::create(platform);
-    engine->renderString(std::string_view("CQ CQ CQ DE TARN1 TARN1 K\n"));
-    const int32_t size = engine->renderedAudioSize.load();
+    TarnData engine(tarn::kTabletSquelch);
+    const std::vector<float> message =
+        engine.renderString(std::string_view("CQ CQ CQ DE TARN1 TARN1 K\n"));
+    auto sending = std::make_shared<std::atomic<bool>>(true);
+    auto transmission = std::make_unique<tarn::Transmission>(message, sending);
     std::vector<float> left(256), right(256);
     for (auto _ : state) {
-        if (engine->renderedAudioIndex.load() >= size) {
-            engine->renderedAudioIndex.store(0);
+        if (transmission->exhausted()) {
+            state.PauseTiming();
+            transmission = std::make_unique<tarn::Transmission>(message, sending);
+            state.ResumeTiming();
         }
-        outputRenderCallback(engine.get(), 256, left.data(), right.data());
+        transmission->render(left);
+        std::fill(right.begin(), right.end(), 0.0f);
         benchmark::DoNotOptimize(left.data());
     }
     state.counters["budget_percent"] =

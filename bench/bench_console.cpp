@@ -1,10 +1,10 @@
 // The console's refresh tick with its drawing, through whatever GL the
 // display offers (software GL under Xvfb):
 //   xvfb-run -a -s "-screen 0 1280x800x24" build/release/bench/bench_console
-#include "engine/AudioPlatform.h"
-#include "settings/SettingsStore.h"
+#include "audio/AudioPlatform.h"
 #include "console/SpectrumView.h"
 #include "console/TarnViewController.h"
+#include "settings/SettingsStore.h"
 
 #include <GL/gl.h>
 #include <QApplication>
@@ -36,12 +36,16 @@ struct ShownConsole {
         exposed = QTest::qWaitForWindowExposed(&console);
         console.spectrumDisplay()->setFixedHeight(520);
         QCoreApplication::processEvents();
-        for (int r = 0; r < tarn::kWaterfallRows; ++r) {
-            auto* row = const_cast<float*>(console.theData()->getCurrentSpectrum(r));
-            for (int k = 0; k < tarn::kSpectrumSize; ++k)
-                row[k] = static_cast<float>(1.0 + 0.5 * std::sin(k * 0.7 + r * 1.3));
-            row[192] = row[243] = 2.8f;
+        // A full waterfall: noise with two signals (bins 192 and 243).
+        std::vector<float> audio(static_cast<size_t>(tarn::kWaterfallRows) * tarn::kSpectrumSize);
+        uint32_t noise = 1;
+        for (size_t n = 0; n < audio.size(); ++n) {
+            noise = noise * 1664525u + 1013904223u;
+            audio[n] = static_cast<float>(0.2 * std::sin(n * 2 * M_PI * 1500.0 / 8000.0) +
+                                          0.1 * std::sin(n * 2 * M_PI * 1898.4375 / 8000.0) +
+                                          0.05 * (noise / 4294967296.0 - 0.5));
         }
+        console.theData()->processInputAudioSamples(audio);
     }
 
     // One tick, with the drawing finished by the GL before the clock stops.
@@ -112,11 +116,11 @@ void BM_StartToFirstDrawnRow(benchmark::State& state) {
         std::vector<float> block(2000);
         for (size_t i = 0; i < block.size(); ++i)
             block[i] = static_cast<float>(0.3 * std::sin(i * 2 * M_PI * 1500.0 / 8000.0));
-        console.theData()->processInputAudioSamples(block.data(), 2000);
-        const int rowBefore = console.theData()->currentFFTRow.load();
+        console.theData()->processInputAudioSamples(block);
+        const int rowBefore = console.theData()->status().waterfallRow;
         bool drawn = false;
         QObject::connect(console.updateDisplayTimer, &QTimer::timeout, &console,
-                         [&] { drawn = console.theData()->currentFFTRow.load() != 0; });
+                         [&] { drawn = console.theData()->status().waterfallRow != 0; });
         if (!QTest::qWaitFor([&] { return drawn; }, 5000)) {
             state.SkipWithError("no waterfall row was drawn within 5 s");
             return;

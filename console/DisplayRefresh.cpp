@@ -48,8 +48,8 @@ QString receivedText(const std::string& bytes, bool& lastWasCR) {
 
 void TarnViewController::updateafcDisplay() {
     TarnData& engine = *theData();
-    displayAFCOffset()->setText(formatted(
-        "%.3f", static_cast<double>(engine.frequencyErrorOffset.load(std::memory_order_relaxed))));
+    displayAFCOffset()->setText(
+        formatted("%.3f", static_cast<double>(engine.status().frequencyErrorOffset)));
     afcOnOff()->setChecked(engine.automaticFrequencyControl());
 }
 
@@ -59,17 +59,16 @@ void TarnViewController::updateFrequencyDisplay() {
 }
 
 void TarnViewController::updateSquelchDisplay() {
-    squelchDisplay()->setText(formatted(
-        "%.1f",
-        static_cast<double>(theData()->backgroundNoiseLevel.load(std::memory_order_relaxed))));
+    squelchDisplay()->setText(
+        formatted("%.1f", static_cast<double>(theData()->backgroundNoiseLevel())));
 }
 
 void TarnViewController::updateDisplay() {
     TarnData& engine = *theData();
     updateafcDisplay();
     updateFrequencyDisplay();
-    signalAtFrequency()->setText(formatted(
-        "%.1f", static_cast<double>(engine.signalAtFrequency.load(std::memory_order_relaxed))));
+    signalAtFrequency()->setText(
+        formatted("%.1f", static_cast<double>(engine.status().signalLevel)));
 
     if (const std::optional<std::string> drained = engine.drainTextBuffer()) {
         QPlainTextEdit* view = textOutput();

@@ -1,6 +1,7 @@
 // How the console comes to life and goes to sleep: set-up order, the lazy
 // engine, the display timer and GL context across background and foreground,
 // the toolbar titles and the way back from the settings screen.
+#include "audio/EngineAudio.h"
 #include "console/ConsoleWidgets.h"
 #include "console/RecordingPlayer.h"
 #include "console/SpectrumView.h"
@@ -52,8 +53,11 @@ private:
 } // namespace
 
 TarnData* TarnViewController::theData() {
-    if (!_theData)
-        _theData = TarnData::create(*player);
+    if (!_theData) {
+        _theData = std::make_unique<TarnData>(
+            deviceFormFactor == FormFactor::tablet ? tarn::kTabletSquelch : tarn::kPhoneSquelch);
+        engineAudio = std::make_unique<tarnaudio::EngineAudio>(*player, *_theData);
+    }
     return _theData.get();
 }
 
@@ -73,7 +77,7 @@ void TarnViewController::viewDidLoad() {
     initSpectrumDisplay();
     squelch()->setMaximumLevel(5.0f);
     squelch()->setMinimumLevel(-25.0f);
-    squelch()->setLevel(theData()->backgroundNoiseLevel.load(std::memory_order_relaxed));
+    squelch()->setLevel(theData()->backgroundNoiseLevel());
     updateafcDisplay();
     updateFrequencyDisplay();
     updateSquelchDisplay();

@@ -139,13 +139,13 @@ void TarnViewController::processTextInput() {
         poll->setObjectName(QStringLiteral("txIndicatorPoll"));
         poll->setInterval(kTxIndicatorPollInterval);
         connect(poll, &QTimer::timeout, this, [this, poll] {
-            const bool sending = theData()->isSending.load(std::memory_order_relaxed);
+            const bool sending = theData()->isSending();
             showTxIndicator(toolbar(), txIndicator(), sending);
             if (!sending)
                 poll->stop();
         });
     }
-    showTxIndicator(toolbar(), txIndicator(), engine->isSending.load(std::memory_order_relaxed));
+    showTxIndicator(toolbar(), txIndicator(), engine->isSending());
     poll->start();
 }
 

@@ -8,7 +8,7 @@
 // back to their queue unused. The player thread only moves samples.
 #pragma once
 
-#include "engine/AudioPlatform.h"
+#include "audio/AudioPlatform.h"
 
 #include <atomic>
 #include <memory>

@@ -13,6 +13,7 @@
 #include <GL/gl.h>
 
 #include <algorithm>
+#include <array>
 
 namespace {
 
@@ -97,10 +98,11 @@ void TarnViewController::drawSpectrum(const QRectF&) {
     // Mean of the newest 32 rows; the element one past the range stays zero
     // and gives the trace's last vertex its height.
     float average[tarn::kSpectrumSize] = {};
+    std::array<float, tarn::kSpectrumSize> row;
     for (int r = 0; r < 32; ++r) {
-        const float* row = engine.getCurrentSpectrum(r);
+        spectrumRowSource ? spectrumRowSource(r, row) : engine.copySpectrumRow(r, row);
         for (int k = lowBin; k < highBin; ++k)
-            average[k] += TarnData::spectrumLevel(row, k);
+            average[k] += row[k];
     }
     for (int k = lowBin; k < highBin; ++k)
         average[k] = static_cast<float>(average[k] * 0.03125);
@@ -168,13 +170,14 @@ void TarnViewController::drawSonogram(const QRectF& rect) {
     const int rows = rect.height() >= 512 ? 512 : static_cast<int>(rect.height());
     GLfloat points[tarn::kSpectrumSize * 2];
     GLfloat colors[tarn::kSpectrumSize * 4];
+    std::array<float, tarn::kSpectrumSize> row;
     for (int r = 0; r < rows; ++r) {
-        const float* row = engine.getCurrentSpectrum(r);
+        spectrumRowSource ? spectrumRowSource(r, row) : engine.copySpectrumRow(r, row);
         rowFraction = static_cast<float>(r) / static_cast<float>(rows);
         if (n < 0)
             continue;
         for (int i = 0; i <= n; ++i) {
-            const float v = TarnData::spectrumLevel(row, lowBin + i);
+            const float v = row[lowBin + i];
             points[2 * i] = axis.vertexX(i);
             points[2 * i + 1] = static_cast<float>(1.0 - rowFraction);
             // Black at 0, cyan with half red at 1.5, white at 3.0 and above.

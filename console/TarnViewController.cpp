@@ -1,10 +1,11 @@
 // The main screen's construction, outlets and input events.
 #include "console/TarnViewController.h"
+#include "audio/EngineAudio.h"
 
 #include "console/ConsoleWidgets.h"
 #include "console/RecordingPlayer.h"
-#include "settings/SettingsStore.h"
 #include "console/SpectrumView.h"
+#include "settings/SettingsStore.h"
 #include "ui_TarnViewController.h"
 
 #include <QCheckBox>
@@ -45,6 +46,7 @@ TarnViewController::TarnViewController(AudioPlatform& platform, SettingsStore& s
 TarnViewController::~TarnViewController() {
     // Samples stop arriving from a recording before the engine goes.
     player->stop();
+    engineAudio.reset();
 }
 
 void TarnViewController::connectControls() {

@@ -37,8 +37,12 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 
 class AudioPlatform;
+namespace tarnaudio {
+class EngineAudio;
+}
 class QAction;
 class QCheckBox;
 class QDialog;
@@ -136,6 +140,10 @@ public:
 
     // ---- Drawing (SpectrumView calls back here) ------------------------------
     void glkView(SpectrumView* view, const QRectF& rect);
+    // Where the drawing gets waterfall rows (rowsBack 0 = newest): the
+    // engine's copy-out unless replaced (tests draw rows of their own).
+    using SpectrumRowSource = std::function<bool(int rowsBack, std::span<float, 1024> out)>;
+    void setSpectrumRowSource(SpectrumRowSource source) { spectrumRowSource = std::move(source); }
     void drawSpectrum(const QRectF& rect);
     void drawSonogram(const QRectF& rect);
 
@@ -202,6 +210,9 @@ private:
     std::unique_ptr<RecordingPlayer> player;
     std::unique_ptr<TarnData> _theData;
     std::function<AudioDeviceNames()> audioDevices;
+    SpectrumRowSource spectrumRowSource;
+    // Connects the engine to the player; declared after it, so it goes first.
+    std::unique_ptr<tarnaudio::EngineAudio> engineAudio;
     QPointer<SpectrumView> spectrumView;
     QLabel* txLabel = nullptr;
     QAction* playAction = nullptr;

@@ -7,9 +7,13 @@
 //   change from one symbol instant to the next.
 // Both run on the audio input thread inside the receive chain and hold still
 // while a message is being sent.
-#include "engine/TarnData.h"
+#include "engine/Engine.h"
+
+#include "engine/FFT.h"
 
 #include <cmath>
+
+namespace tarn {
 
 namespace {
 
@@ -43,17 +47,16 @@ constexpr int32_t kQuietBeforeHandOver = 19;
 
 } // namespace
 
-void TarnData::afcReset() {
+void Engine::afcReset() {
     afcLastAngle.store(0.0f, std::memory_order_relaxed);
     afcStoredAngle.store(0.0f, std::memory_order_relaxed);
     frequencyErrorOffset.store(0.0f, std::memory_order_relaxed);
-    afcUpdates.store(0, std::memory_order_relaxed);
 }
 
 // Switching off clears the correction, so the mixer falls back to the tuned
 // frequency at the next baseband step. Switching on does not re-arm the FFT
 // stage.
-void TarnData::setAutomaticFrequencyControl(bool on) {
+void Engine::setAutomaticFrequencyControl(bool on) {
     _automaticFrequencyControl.store(on, std::memory_order_relaxed);
     if (!on) {
         afcReset();
@@ -61,8 +64,8 @@ void TarnData::setAutomaticFrequencyControl(bool on) {
 }
 
 // One phase-AFC step at a symbol instant, from the symbol filter's outputs.
-void TarnData::automaticFrequencyAdjust(float inPhase, float quadrature) {
-    if (isSending.load(std::memory_order_relaxed)) {
+void Engine::automaticFrequencyAdjust(float inPhase, float quadrature) {
+    if (isSending->load(std::memory_order_relaxed)) {
         return;
     }
     // The carrier phase folded modulo π/2 into [-π/4, π/4], so that the
@@ -76,7 +79,6 @@ void TarnData::automaticFrequencyAdjust(float inPhase, float quadrature) {
     } else {
         angle = static_cast<float>(std::atan(static_cast<double>(quadrature / inPhase)));
     }
-    afcUpdates.fetch_add(1, std::memory_order_relaxed);
 
     // Angles of the same sign (0 = no previous angle) differ by less than
     // π/4, so the step is free of the fold's wrap-around.
@@ -104,29 +106,29 @@ void TarnData::automaticFrequencyAdjust(float inPhase, float quadrature) {
 // One FFT-AFC step over the newest 512 baseband samples (1.024 s, no
 // window). A carrier above the effective receive frequency puts more energy
 // in the bins above the centre and raises the offset.
-void TarnData::FFTBasedAFC() {
-    if (isSending.load(std::memory_order_relaxed)) {
+void Engine::FFTBasedAFC() {
+    if (isSending->load(std::memory_order_relaxed)) {
         return;
     }
-    TarnComplex samples[tarn::kAFCFFTSize];
-    TarnComplex spectrum[tarn::kAFCFFTSize];
-    int32_t s = iqSecondStageIndex - tarn::kAFCFFTSize;
+    Complex samples[kAFCFFTSize];
+    Complex spectrum[kAFCFFTSize];
+    int32_t s = iqSecondStageIndex - kAFCFFTSize;
     if (s < 0) {
-        s += tarn::kRingSize;
+        s += kRingSize;
     }
-    for (TarnComplex& sample : samples) {
-        sample = TarnComplex{secondStageInputAudioI[s], secondStageInputAudioQ[s]};
-        s = s > tarn::kRingSize - 2 ? 0 : s + 1;
+    for (Complex& sample : samples) {
+        sample = Complex{secondStageInputAudioI[s], secondStageInputAudioQ[s]};
+        s = s > kRingSize - 2 ? 0 : s + 1;
     }
-    computeFFT(samples, spectrum, afcCoeffVector, tarn::kAFCFFTSize, afcFFTScratch);
+    computeFFT(samples, spectrum, afcCoeffVector, kAFCFFTSize, afcFFTScratch);
 
     // Balance of the bins above (k) against those below (512 - k), each
     // weighted by its distance; 0.01 keeps silence at a balance of 0.
     float num = 0.0f;
     float den = 0.01f;
     for (int k = 1; k <= kBalanceBins; ++k) {
-        const TarnComplex above = spectrum[k];
-        const TarnComplex below = spectrum[tarn::kAFCFFTSize - k];
+        const Complex above = spectrum[k];
+        const Complex below = spectrum[kAFCFFTSize - k];
         const float p = std::sqrt(above.re * above.re + above.im * above.im);
         const float m = std::sqrt(below.re * below.re + below.im * below.im);
         num += k * p;
@@ -149,3 +151,5 @@ void TarnData::FFTBasedAFC() {
                                             kBalanceGain * balance);
     frequencyErrorOffset.store(clampOffset(offset), std::memory_order_relaxed);
 }
+
+} // namespace tarn

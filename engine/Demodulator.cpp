@@ -4,12 +4,14 @@
 //
 // A phase change of about π between two points one symbol apart is a 0 bit,
 // none a 1 bit; two 0 bits in a row close a varicode character.
-#include "engine/TarnData.h"
+#include "engine/Engine.h"
 
-#include "varicode/varicode.h"
+#include "engine/Filters.h"
 
 #include <cmath>
 #include <string_view>
+
+namespace tarn {
 
 namespace {
 
@@ -34,7 +36,7 @@ constexpr double kMeanOf16 = 0.0625;
 constexpr int32_t kFFTAFCInterval = 32;
 
 int32_t nextRingIndex(int32_t index) {
-    return index > tarn::kRingSize - 2 ? 0 : index + 1;
+    return index > kRingSize - 2 ? 0 : index + 1;
 }
 
 // The bit index after appending a bit: a 16th bit wraps it to 0, which
@@ -45,19 +47,17 @@ int8_t nextBitIndex(int8_t index) {
 
 } // namespace
 
-void TarnData::processInputIQBuffer() {
+void Engine::processInputIQBuffer() {
     const float* const h1 = firstStageCoefficients;
     const float* const h2 = secondStageCoefficients;
-    constexpr int32_t ring = tarn::kRingSize;
-    constexpr int32_t taps = tarn::kFilterTaps;
+    constexpr int32_t ring = kRingSize;
+    constexpr int32_t taps = kFilterTaps;
 
-    // The baseband sample, its phase (in units of π) and its power.
+    // The baseband sample and its power.
     const float i = doFIRFilter(inputAudioI, iqAudioInputIndex, ring, h1, taps);
     secondStageInputAudioI[iqSecondStageIndex] = i;
     const float q = doFIRFilter(inputAudioQ, iqAudioInputIndex, ring, h1, taps);
     secondStageInputAudioQ[iqSecondStageIndex] = q;
-    Phases[iqSecondStageIndex] =
-        static_cast<float>(std::atan2(static_cast<double>(q), static_cast<double>(i)) / kPi);
     amplitudeBuffer[iqSecondStageIndex] = i * i + q * q;
 
     // p is the next write position.
@@ -73,19 +73,17 @@ void TarnData::processInputIQBuffer() {
         const float qa = doFIRFilter(secondStageInputAudioQ, p - kEarlierPoint, ring, h2, taps);
         const float ib = doFIRFilter(secondStageInputAudioI, p - kLaterPoint, ring, h2, taps);
         const float qb = doFIRFilter(secondStageInputAudioQ, p - kLaterPoint, ring, h2, taps);
-        if (!training) {
-            const double a = std::atan2(static_cast<double>(qa), static_cast<double>(ia)) / kPi;
-            const double b = std::atan2(static_cast<double>(qb), static_cast<double>(ib)) / kPi;
-            // Phase change in units of π, 0 .. 2; near 2 is a small change
-            // seen across the ±π seam.
-            const float change = static_cast<float>(std::fabs(b - a));
-            if (change < 0.5) {
-                decodeSymbol1();
-            } else if (change < 1.5) {
-                decodeSymbol0(0);
-            } else {
-                decodeSymbol1();
-            }
+        const double a = std::atan2(static_cast<double>(qa), static_cast<double>(ia)) / kPi;
+        const double b = std::atan2(static_cast<double>(qb), static_cast<double>(ib)) / kPi;
+        // Phase change in units of π, 0 .. 2; near 2 is a small change seen
+        // across the ±π seam.
+        const float change = static_cast<float>(std::fabs(b - a));
+        if (change < 0.5) {
+            decodeSymbol1();
+        } else if (change < 1.5) {
+            decodeSymbol0();
+        } else {
+            decodeSymbol1();
         }
     }
 
@@ -141,6 +139,7 @@ void TarnData::processInputIQBuffer() {
             timing = 0.0f;
         }
         carrierStart.store(timing, std::memory_order_relaxed);
+        publishedSymbolPhase.store(phaseSyncSubBit, std::memory_order_relaxed);
     }
 
     // AFC above the squelch: the FFT stage every 64 ms until it hands
@@ -173,12 +172,12 @@ void TarnData::processInputIQBuffer() {
             ? static_cast<double>(frequencyErrorOffset.load(std::memory_order_relaxed))
             : 0.0;
     iqTheta.store(static_cast<float>((_frequency.load(std::memory_order_relaxed) + offset) *
-                                     tarn::kTwoPi / tarn::kSampleRate),
+                                     kTwoPi / kSampleRate),
                   std::memory_order_relaxed);
 }
 
 // A 1 bit: appended.
-void TarnData::decodeSymbol1() {
+void Engine::decodeSymbol1() {
     inputString[inputStringIndex] = '1';
     inputStringIndex = nextBitIndex(inputStringIndex);
 }
@@ -186,16 +185,15 @@ void TarnData::decodeSymbol1() {
 // A 0 bit. Zeros with no character open (idle, the gap between characters)
 // are ignored; a second 0 closes the open character, whose bits (with the
 // first 0 of the separator) go to the varicode decoder.
-void TarnData::decodeSymbol0(int32_t sign) {
-    oldSign = sign;
+void Engine::decodeSymbol0() {
     if (inputStringIndex == 0) {
         return;
     }
     if (inputString[inputStringIndex - 1] == '0') {
         inputString[inputStringIndex] = '\0';
-        const std::string decoded = varicodeParser->parseVaricodeChar(
+        const std::string decoded = varicodeParser.parseVaricodeChar(
             std::string_view(inputString, static_cast<size_t>(inputStringIndex)));
-        insertReceivedChar(decoded[0]);
+        text.insert(decoded[0]);
         inputStringIndex = 0;
         return;
     }
@@ -203,11 +201,4 @@ void TarnData::decodeSymbol0(int32_t sign) {
     inputStringIndex = nextBitIndex(inputStringIndex);
 }
 
-// Sign-based entry: a change of sign is a 0 bit, the same sign a 1 bit.
-void TarnData::decodeSymbol(int32_t sign) {
-    if (sign != oldSign) {
-        decodeSymbol0(sign);
-    } else {
-        decodeSymbol1();
-    }
-}
+} // namespace tarn

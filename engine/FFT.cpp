@@ -1,13 +1,18 @@
 // The engine's radix-2 FFT: a recursive decimation-in-time transform over
 // interleaved complex floats, forward and unscaled, output in natural order.
 // Used at 1024 points for the spectrum and at 512 points for the FFT AFC.
-#include "engine/TarnData.h"
+#include "engine/FFT.h"
 
 #include <cmath>
 
+namespace tarn {
+
+void fftRecursive(const Complex* input, int n, int stride, Complex* output, Complex* scratch,
+                  const Complex* twiddles);
+
 // Entries 0 .. n/2 - 1 of `table` become e^(-j2πk/n). Sizes -1, 0 and 1 need
 // no twiddles and leave the table alone.
-void TarnData::initFFTCoefficients(TarnComplex* table, int n) {
+void initFFTCoefficients(Complex* table, int n) {
     if (n >= -1 && n <= 1) {
         return;
     }
@@ -20,10 +25,10 @@ void TarnData::initFFTCoefficients(TarnComplex* table, int n) {
 
 // X[k] = Σ x[n]·e^(-j2πkn/N). `twiddles` must have been made for this n and
 // `scratch` must hold n values; the input is left as it is.
-void TarnData::computeFFT(const TarnComplex* input, TarnComplex* output,
-                          const TarnComplex* twiddles, int n, TarnComplex* scratch) {
+void computeFFT(const Complex* input, Complex* output, const Complex* twiddles, int n,
+                Complex* scratch) {
     for (int k = 0; k < n; ++k) {
-        output[k] = TarnComplex{0.0f, 0.0f};
+        output[k] = Complex{0.0f, 0.0f};
     }
     fftRecursive(input, n, 1, output, scratch, twiddles);
 }
@@ -32,8 +37,8 @@ void TarnData::computeFFT(const TarnComplex* input, TarnComplex* output,
 // The two half transforms land in scratch (even half at the top, odd half at
 // the bottom), each child borrowing its parent's output as its own scratch, so
 // the whole recursion needs no more than one caller-owned n-value array.
-void TarnData::fftRecursive(const TarnComplex* input, int n, int stride, TarnComplex* output,
-                            TarnComplex* scratch, const TarnComplex* twiddles) {
+void fftRecursive(const Complex* input, int n, int stride, Complex* output, Complex* scratch,
+                  const Complex* twiddles) {
     if (n == 1) {
         output[0] = input[0];
         return;
@@ -56,9 +61,11 @@ void TarnData::fftRecursive(const TarnComplex* input, int n, int stride, TarnCom
         scratch[k].im = wi * odr + wr * odi;
     }
     for (int k = 0; k < half; ++k) {
-        const TarnComplex even = scratch[half + k];
-        const TarnComplex odd = scratch[k];
-        output[k] = TarnComplex{even.re + odd.re, even.im + odd.im};
-        output[half + k] = TarnComplex{even.re - odd.re, even.im - odd.im};
+        const Complex even = scratch[half + k];
+        const Complex odd = scratch[k];
+        output[k] = Complex{even.re + odd.re, even.im + odd.im};
+        output[half + k] = Complex{even.re - odd.re, even.im - odd.im};
     }
 }
+
+} // namespace tarn

@@ -9,14 +9,14 @@
 // DC, evaluated only at symbol instants. Response: a peak of about 1.14 near
 // 10 Hz, 0.79 at 15.625 Hz, 0.09 at 25 Hz, below 0.0005 from the symbol rate
 // (31.25 Hz) on.
-#include "engine/TarnData.h"
+#include "engine/Filters.h"
 
-#include <cmath>
+namespace tarn {
 
 // Six-decimal constants of sin²(πn/64)/64. Entries 16 and 48 (0.007812 and
 // 0.007813) round the same value differently; both are kept as they are, the
 // receiver's numbers depend on them.
-const float TarnData::firstStageCoefficients[tarn::kFilterTaps] = {
+const float firstStageCoefficients[kFilterTaps] = {
     0,        0.000038, 0.00015,  0.000336, 0.000595, 0.000922, 0.001317, 0.001773,
     0.002288, 0.002856, 0.003472, 0.00413,  0.004823, 0.005545, 0.006288, 0.007047,
     0.007812, 0.008578, 0.009337, 0.01008,  0.010802, 0.011495, 0.012153, 0.012769,
@@ -28,7 +28,7 @@ const float TarnData::firstStageCoefficients[tarn::kFilterTaps] = {
 };
 
 // h[n] = h[63 - n], unit sum.
-const float TarnData::secondStageCoefficients[tarn::kFilterTaps] = {
+const float secondStageCoefficients[kFilterTaps] = {
     -0.00044789, -0.00063167, -0.00100256, -0.00156531, -0.00232266, -0.00327063, -0.00439342,
     -0.0056585,  -0.00701253, -0.00837907, -0.00965823, -0.01072878, -0.01145278, -0.01168246,
     -0.01126911, -0.01007335, -0.00797606, -0.00488924, -0.00076591, 0.00439171,  0.0105266,
@@ -41,46 +41,13 @@ const float TarnData::secondStageCoefficients[tarn::kFilterTaps] = {
     -0.00044789,
 };
 
-namespace {
-
-// A short symmetric smoothing kernel (weights 1, 1, 2, 2, 4, 4, 2, 2, 1, 1
-// around the centre of 64 taps). No filter of the receiver uses it.
-constexpr float kSmoothingWeights[tarn::kFilterTaps] = {
-    0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 1, 2, 2, 4,
-    4, 2, 2, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,
-};
-
-} // namespace
-
-float TarnData::smoothingCoefficients[tarn::kFilterTaps];
-float TarnData::symbolPhaseReference[8][16];
-
-// Fills the two class-wide tables that the receiver keeps but does not read:
-// the smoothing kernel normalised to unit sum (0.05 .. 0.2) and eight equal
-// rows of one 16-sample carrier period starting at -π/2. Rebuilt from the
-// constants each time, so every construction stores the same values.
-void TarnData::initFilters() {
-    float sum = 0.0f;
-    for (float weight : kSmoothingWeights) {
-        sum += weight;
-    }
-    for (int n = 0; n < tarn::kFilterTaps; ++n) {
-        smoothingCoefficients[n] = kSmoothingWeights[n] / sum;
-    }
-    for (auto& row : symbolPhaseReference) {
-        for (int k = 0; k < 16; ++k) {
-            row[k] = static_cast<float>(std::sin(tarn::kTwoPi * k / 16.0 - tarn::kTwoPi / 4.0));
-        }
-    }
-}
-
 // Coefficient 0 meets the newest sample (position index - 1), coefficient
 // taps - 1 the oldest; an index that is negative by up to size - 1 wraps.
 // taps must not exceed size. The taps are walked as two unbroken runs (down to position 0, then
 // down from size - 1) instead of testing for the wrap at every tap; the products are summed in the
 // same order, so the result is the same to the bit.
-float TarnData::doFIRFilter(const float* buffer, int32_t index, int32_t size,
-                            const float* coefficients, int32_t taps) {
+float doFIRFilter(const float* buffer, int32_t index, int32_t size, const float* coefficients,
+                  int32_t taps) {
     float acc = 0.0f;
     if (taps < 1) {
         return acc;
@@ -98,3 +65,5 @@ float TarnData::doFIRFilter(const float* buffer, int32_t index, int32_t size,
     }
     return acc;
 }
+
+} // namespace tarn

@@ -3,15 +3,16 @@
 // phase inverted for a '0' symbol and kept for a '1', with a sin² envelope
 // through zero around every reversal. Runs on the sending thread while the
 // output is stopped.
-#include "engine/TarnData.h"
-
-#include "varicode/varicode.h"
+#include "engine/Engine.h"
 
 #include <cmath>
 #include <cstdint>
 #include <limits>
 #include <stdexcept>
 #include <string>
+#include <vector>
+
+namespace tarn {
 
 namespace {
 
@@ -25,10 +26,11 @@ constexpr double kAmplitude = 0.5;
 // been sent.
 constexpr double kOffset = 0.1;
 
-// Renders `symbols` ('0' = reversal, '1' = none) into a new block stored in
-// the engine. The carrier's phase is the sample number from the start of the
-// message, so it runs on across symbols and every message starts at phase 0.
-void renderSymbols(TarnData& engine, const std::string& symbols) {
+// Renders `symbols` ('0' = reversal, '1' = none) at `frequency` (Hz, read
+// afresh for every sample). The carrier's phase is the sample number from the
+// start of the message, so it runs on across symbols and every message
+// starts at phase 0.
+std::vector<float> renderSymbols(const std::atomic<double>& frequency, const std::string& symbols) {
     // The sample count is a 32-bit signed value; refuse before allocating.
     if (symbols.size() >
         static_cast<size_t>(std::numeric_limits<int32_t>::max() / kSamplesPerSymbol)) {
@@ -36,15 +38,7 @@ void renderSymbols(TarnData& engine, const std::string& symbols) {
     }
     const int32_t count = static_cast<int32_t>(symbols.size());
     const int32_t sampleCount = count * kSamplesPerSymbol;
-    float* block = new float[static_cast<size_t>(sampleCount)];
-    // The previous block is never released: the output render thread may
-    // still be reading it, and nothing tells this thread when it has let go.
-    engine.renderedAudio.store(block, std::memory_order_relaxed);
-    engine.renderedAudioIndex.store(0, std::memory_order_relaxed);
-    engine.renderedAudioSize.store(sampleCount, std::memory_order_relaxed);
-    if (count == 0) {
-        return;
-    }
+    std::vector<float> block(static_cast<size_t>(sampleCount));
 
     double sign = 1.0;
     bool shapeFirstHalf = true;
@@ -64,23 +58,27 @@ void renderSymbols(TarnData& engine, const std::string& symbols) {
                 envelope = s * s;
             }
             // Read for every sample: the tuned frequency as it stands.
-            const double f = engine.frequency();
-            block[n] = static_cast<float>(
+            const double f = frequency.load(std::memory_order_relaxed);
+            block[static_cast<size_t>(n)] = static_cast<float>(
                 envelope *
-                (sign * std::sin(n * (f * tarn::kTwoPi) / tarn::kSampleRate) * kAmplitude +
-                 kOffset));
+                (sign * std::sin(n * (f * kTwoPi) / kSampleRate) * kAmplitude + kOffset));
         }
         shapeFirstHalf = shapeSecondHalf;
     }
+    return block;
 }
 
 } // namespace
 
-void TarnData::renderString(std::u16string_view text) {
-    renderSymbols(*this, varicodeParser->renderVaricodeString(kIdleSymbols, text, kIdleSymbols));
+std::vector<float> Engine::renderString(std::u16string_view message) const {
+    return renderSymbols(_frequency,
+                         varicodeParser.renderVaricodeString(kIdleSymbols, message, kIdleSymbols));
 }
 
 // One character code per byte, the byte taken as unsigned (0 .. 255).
-void TarnData::renderString(std::string_view text) {
-    renderSymbols(*this, varicodeParser->renderVaricodeString(kIdleSymbols, text, kIdleSymbols));
+std::vector<float> Engine::renderString(std::string_view message) const {
+    return renderSymbols(_frequency,
+                         varicodeParser.renderVaricodeString(kIdleSymbols, message, kIdleSymbols));
 }
+
+} // namespace tarn

@@ -1,21 +1,47 @@
-// Starting and ending a transmission, and the output render callback that
-// plays the rendered block. One message at a time; no lock anywhere here:
-// isSending is set on the main thread and cleared on the render thread.
+// Starting and ending a transmission. One message at a time: the rendered
+// signal goes to the host's TransmitSink inside a Transmission, whose end
+// (played, stopped or refused) clears the sending flag.
+#include "engine/Engine.h"
 #include "engine/TarnData.h"
 #include "log/TarnLog.h"
 
+#include <cstdint>
+
+namespace {
+
+// No output to play on: the status a missing device gives (paInvalidDevice).
+constexpr int kNoOutputStatus = -9996;
+
+// A platform status as the 16-bit signed value the log message prints.
+int16_t status16(int status) {
+    return static_cast<int16_t>(status & 0xffff);
+}
+
+} // namespace
+
 bool TarnData::sendString(std::u16string_view text) {
     // Read-then-write is not one step; all sends come from the main thread.
-    if (isSending.load(std::memory_order_relaxed)) {
+    const std::shared_ptr<std::atomic<bool>>& sending = engine->sendingFlag();
+    if (sending->load(std::memory_order_acquire)) {
         return false;
     }
-    isSending.store(true, std::memory_order_relaxed);
-    sendCharThread(text);
+    sending->store(true, std::memory_order_release);
+    auto transmission = std::make_unique<tarn::Transmission>(engine->renderString(text), sending);
+    int status = kNoOutputStatus;
+    if (sink != nullptr) {
+        status = sink->startTransmission(std::move(transmission), forceOutputToSpeaker());
+    } else {
+        transmission.reset(); // idle again
+    }
+    if (status16(status) != 0) {
+        tarnLog("Failed to start output audio: %d\n", status16(status));
+        stopAudioOutput();
+    }
     return true;
 }
 
 bool TarnData::sendString(std::string_view text) {
-    if (isSending.load(std::memory_order_relaxed)) {
+    if (isSending()) {
         return false;
     }
     // One code per byte: 8-bit characters 0 .. 255.
@@ -26,51 +52,24 @@ bool TarnData::sendString(std::string_view text) {
     return sendString(std::u16string_view(codes));
 }
 
-void TarnData::sendCharThread(std::u16string_view text) {
-    // Runs on the caller's thread and returns once the output has started;
-    // the render thread paces the rest.
-    renderString(text);
-    if (forceOutputToSpeaker.load(std::memory_order_relaxed) &&
-        audioStatus16(platform->sessionOverrideRouteToSpeaker(true)) != 0) {
-        tarnLog("Failed to force output to speaker\n");
-    }
-    const int32_t status = platform->outputStart(audioOutput);
-    if (audioStatus16(status) != 0) {
-        tarnLog("Failed to start output audio: %d\n", audioStatus16(status));
-        stopAudioOutput();
-    }
+void TarnData::setTransmitSink(tarn::TransmitSink* transmitSink) {
+    sink = transmitSink;
 }
 
 void TarnData::stopAudioOutput() {
-    // Both statuses are ignored: the transmission is over either way.
-    platform->outputStop(audioOutput);
-    platform->sessionOverrideRouteToSpeaker(false);
-    isSending.store(false, std::memory_order_relaxed);
+    if (sink != nullptr) {
+        sink->stopTransmission();
+    }
 }
 
-int32_t outputRenderCallback(void* context, uint32_t frames, float* channel0, float* channel1) {
-    TarnData* engine = static_cast<TarnData*>(context);
-    const auto relaxed = std::memory_order_relaxed;
-    // The end is noticed at the start of the call after the one that played
-    // the last sample, so that call's silence reaches the device too.
-    if (engine->renderedAudioIndex.load(relaxed) >= engine->renderedAudioSize.load(relaxed)) {
-        engine->stopAudioOutput();
-    }
-    if (frames == 0) {
-        return 0;
-    }
-    const float* block = engine->renderedAudio.load(relaxed);
-    const int32_t size = engine->renderedAudioSize.load(relaxed);
-    int32_t index = engine->renderedAudioIndex.load(relaxed);
-    for (uint32_t frame = 0; frame < frames; ++frame) {
-        if (index < size) {
-            channel0[frame] = block[index];
-            ++index;
-        } else {
-            channel0[frame] = 0.0f;
-        }
-        channel1[frame] = 0.0f;
-    }
-    engine->renderedAudioIndex.store(index, relaxed);
-    return 0;
+bool TarnData::isSending() const {
+    return engine->sending();
+}
+
+void TarnData::setForceOutputToSpeaker(bool force) {
+    speakerForced.store(force, std::memory_order_relaxed);
+}
+
+bool TarnData::forceOutputToSpeaker() const {
+    return speakerForced.load(std::memory_order_relaxed);
 }

@@ -1,72 +1,93 @@
-// Construction in its fixed order, defaults, and the engine's lifetime.
+// The façade: construction, and the calls that only pass through to the
+// engine's inside.
 #include "engine/TarnData.h"
 
-#include "varicode/varicode.h"
+#include "engine/Engine.h"
 
-std::unique_ptr<TarnData> TarnData::create(AudioPlatform& platform) {
-    // Value-initialisation zeroes every field before init sets the defaults.
-    std::unique_ptr<TarnData> engine(new TarnData());
-    if (!engine->init(platform)) {
-        return nullptr;
-    }
-    return engine;
+namespace tarn {
+
+Engine::Engine(float squelchDefault) : backgroundNoiseLevel(squelchDefault) {
+    initFFTCoefficients(afcCoeffVector, kAFCFFTSize);
+    initFFTCoefficients(spectrum_coeff_vector, kSpectrumSize);
+    setFrequency(kDefaultFrequency);
+    setAutomaticFrequencyControl(true);
 }
 
+EngineStatus Engine::status() const {
+    const auto relaxed = std::memory_order_relaxed;
+    EngineStatus s;
+    s.frequency = _frequency.load(relaxed);
+    s.frequencyErrorOffset = frequencyErrorOffset.load(relaxed);
+    s.signalLevel = signalAtFrequency.load(relaxed);
+    s.squelch = backgroundNoiseLevel.load(relaxed);
+    s.afcOn = _automaticFrequencyControl.load(relaxed);
+    s.afcAcquiring = useFFTForAFC.load(relaxed);
+    s.sending = sending();
+    s.symbolPhase = publishedSymbolPhase.load(relaxed);
+    s.timingError = carrierStart.load(relaxed);
+    s.waterfallRow = waterfall.newestRow();
+    return s;
+}
+
+} // namespace tarn
+
+TarnData::TarnData(float squelchDefault) : engine(std::make_unique<tarn::Engine>(squelchDefault)) {}
+
+// A transmission still playing keeps its own samples and sending flag.
 TarnData::~TarnData() = default;
 
-bool TarnData::init(AudioPlatform& audioPlatform) {
-    platform = &audioPlatform;
-
-    audioSamplesTrainingBufferIndex = 0;
-    currentFFTRow = 0;
-    indexForFFTSamples = 0;
-    inputStringIndex = 0;
-    iqAudioInputIndex = 0;
-    iqProcessIndex = 0;
-    iqSecondStageIndex = 0;
-    oldPhase = 0;
-    iqTheta = 0;
-    iqMatchPoint = 0;
-    afcLastAngle = 0;
-    afcStoredAngle = 0;
-    FFTAFCStable = 0;
-    carrierStart = 0;
-    textBufferTail = 0;
-    textBufferHead = 0;
-    syncBit = 0;
-    newSyncBit = 0;
-    delayDecoder = 0;
-    oldSign = 1;
-    useFFTForAFC = true;
-    phaseSyncSubBit = 8;
-    training = false;
-    replayHistory = false;
-    display_average_low = -8.0f;
-    display_average_high = 2.0f;
-    display_average_average = -1.0f;
-
-    // Both locks are members, constructed with the object; the codec's first
-    // construction builds the shared reverse table.
-    varicodeParser = std::make_unique<varicode>();
-
-    initFilters();
-    initGrayScaleLUT();
-    initDecoder();
-    initSpectrumDataCollection();
-    setFrequency(1500.0);
-    configureAudioSession();
-    configureInputAudioQueue();
-    configureOutputAudio();
-    setAutomaticFrequencyControl(true);
-    setFrequencyErrorOffset(0);
-
-    std::optional<int> idiom = platform->userInterfaceIdiom();
-    backgroundNoiseLevel = (idiom && *idiom == 1) ? -20.0f : -30.0f;
-    return true;
+void TarnData::processInputAudioSamples(std::span<const float> samples) {
+    engine->processInputAudioSamples(samples.data(), static_cast<int32_t>(samples.size()));
 }
 
-void TarnData::initDecoder() {
-    initFFTCoefficients(afcCoeffVector, tarn::kAFCFFTSize);
+void TarnData::setFrequency(double hertz) {
+    engine->setFrequency(hertz);
 }
 
-void TarnData::decoderReset() {}
+void TarnData::nudgeFrequency(double hertz) {
+    engine->nudgeFrequency(hertz);
+}
+
+void TarnData::lockFrequency() {
+    engine->lockFrequency();
+}
+
+double TarnData::frequency() const {
+    return engine->frequency();
+}
+
+void TarnData::setAutomaticFrequencyControl(bool on) {
+    engine->setAutomaticFrequencyControl(on);
+}
+
+bool TarnData::automaticFrequencyControl() const {
+    return engine->automaticFrequencyControl();
+}
+
+void TarnData::setBackgroundNoiseLevel(float level) {
+    engine->setBackgroundNoiseLevel(level);
+}
+
+float TarnData::backgroundNoiseLevel() const {
+    return engine->squelch();
+}
+
+std::optional<std::string> TarnData::drainTextBuffer() {
+    return engine->drainTextBuffer();
+}
+
+tarn::EngineStatus TarnData::status() const {
+    return engine->status();
+}
+
+bool TarnData::copySpectrumRow(int rowsBack, std::span<float, tarn::kSpectrumSize> out) const {
+    return engine->copySpectrumRow(rowsBack, out);
+}
+
+std::vector<float> TarnData::renderString(std::string_view text) const {
+    return engine->renderString(text);
+}
+
+std::vector<float> TarnData::renderString(std::u16string_view text) const {
+    return engine->renderString(text);
+}

@@ -2,12 +2,11 @@
 // mixer step that follows from it. Called on the main thread while the audio
 // thread runs the receive chain; every field written here is an atomic that
 // the chain reads afresh.
-#include "engine/TarnData.h"
+#include "engine/Engine.h"
+
+namespace tarn {
 
 namespace {
-
-constexpr double kLowestFrequency = 500.0;
-constexpr double kHighestFrequency = 2500.0;
 
 // The upper bound is tested first; a NaN passes both unchanged.
 double clampFrequency(double frequency) {
@@ -22,7 +21,7 @@ double clampFrequency(double frequency) {
 
 // Radians per input sample, computed in double and narrowed.
 float mixerStep(double frequency) {
-    return static_cast<float>(frequency * tarn::kTwoPi / tarn::kSampleRate);
+    return static_cast<float>(frequency * kTwoPi / kSampleRate);
 }
 
 } // namespace
@@ -31,7 +30,7 @@ float mixerStep(double frequency) {
 // re-arms the coarse FFT AFC, and asks the audio thread to run the last 8
 // seconds again at the new frequency before its next block. The oscillator
 // phase is left alone, so the mixer stays continuous.
-void TarnData::setFrequency(double frequency) {
+void Engine::setFrequency(double frequency) {
     const double f = clampFrequency(frequency);
     afcReset();
     _frequency.store(f, std::memory_order_relaxed);
@@ -47,7 +46,7 @@ void TarnData::setFrequency(double frequency) {
 // correction is dropped, and the history is replayed at once on this thread.
 // The replay takes audioProcessingLock so that it and the audio thread's
 // block run one after the other rather than over the same rings.
-void TarnData::nudgeFrequency(double frequency) {
+void Engine::nudgeFrequency(double frequency) {
     const double f = clampFrequency(frequency);
     _frequency.store(f, std::memory_order_relaxed);
     iqTheta.store(mixerStep(f), std::memory_order_relaxed);
@@ -60,7 +59,7 @@ void TarnData::nudgeFrequency(double frequency) {
 // Folds the AFC correction into the tuned frequency (before sending, so the
 // transmitter sends where the receiver has settled). Deliberately unclamped:
 // the result may lie up to 8 Hz outside 500 .. 2500.
-void TarnData::lockFrequency() {
+void Engine::lockFrequency() {
     const double f = _frequency.load(std::memory_order_relaxed) +
                      static_cast<double>(frequencyErrorOffset.load(std::memory_order_relaxed));
     _frequency.store(f, std::memory_order_relaxed);
@@ -68,3 +67,5 @@ void TarnData::lockFrequency() {
     iqTheta.store(mixerStep(f), std::memory_order_relaxed);
     useFFTForAFC.store(false, std::memory_order_relaxed);
 }
+
+} // namespace tarn

@@ -11,7 +11,9 @@
     X("devices", devicesCommand, "list the audio inputs and outputs")                              \
     X("listen", listenCommand, "decode live from an audio input to standard output")               \
     X("send", sendCommand, "play one message on an audio output")                                  \
-    X("spectrum", spectrumCommand, "draw a recording's waterfall as a PNG picture")
+    X("spectrum", spectrumCommand, "draw a recording's waterfall as a PNG picture")                \
+    X("log", logCommand, "add to, list, export, import and check the station log")               \
+    X("scan", scanCommand, "decode every PSK31 station in a recording's band at once")
 
 namespace cli {
 #define TARN_PSK31_DECLARE_COMMAND(name, function, summary) int function(int argc, char** argv);

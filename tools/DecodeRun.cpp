@@ -96,18 +96,9 @@ std::optional<int> takeReceiveOption(ArgumentReader& arguments, DecodeOptions& o
     return kExitUsage;
 }
 
-DecodeSession::DecodeSession(const DecodeOptions& decodeOptions, AudioPlatform* platform,
-                             std::FILE* text, std::FILE* trace)
+DecodeSession::DecodeSession(const DecodeOptions& decodeOptions, std::FILE* text, std::FILE* trace)
     : options(decodeOptions), textOut(text ? text : stdout), traceOut(trace) {
-    if (!platform) {
-        // Idiom 1: a tablet, so the squelch default is -20.0.
-        ownPlatform = std::make_unique<NullAudioPlatform>(1);
-        platform = ownPlatform.get();
-    }
-    tarn = TarnData::create(*platform);
-    if (!tarn) {
-        return;
-    }
+    tarn = std::make_unique<TarnData>(tarn::kTabletSquelch);
     tarn->setFrequency(options.frequency);
     tarn->setAutomaticFrequencyControl(options.afc);
     if (options.squelch) {
@@ -131,7 +122,7 @@ bool DecodeSession::processBlock(const float* samples, int32_t count) {
         tarn->setFrequency(options.frequency);
         retuned = true;
     }
-    tarn->processInputAudioSamples(samples, count);
+    tarn->processInputAudioSamples(std::span<const float>(samples, static_cast<size_t>(count)));
     bool written = drainText();
     if (traceOut) {
         written = writeTraceLine() && written;
@@ -169,22 +160,22 @@ void appendNumber(std::string& line, double value, int digits) {
 } // namespace
 
 bool DecodeSession::writeTraceLine() {
-    const auto relaxed = std::memory_order_relaxed;
+    const tarn::EngineStatus status = tarn->status();
     std::string line = std::to_string(blockIndex);
     line += ',';
-    appendNumber(line, tarn->_frequency.load(relaxed), 17);
+    appendNumber(line, status.frequency, 17);
     line += ',';
-    appendNumber(line, tarn->frequencyErrorOffset.load(relaxed), 9);
+    appendNumber(line, status.frequencyErrorOffset, 9);
     line += ',';
-    appendNumber(line, tarn->signalAtFrequency.load(relaxed), 9);
+    appendNumber(line, status.signalLevel, 9);
     line += ',';
-    line += tarn->useFFTForAFC.load(relaxed) ? '1' : '0';
+    line += status.afcAcquiring ? '1' : '0';
     line += ',';
-    line += std::to_string(tarn->phaseSyncSubBit);
+    line += std::to_string(status.symbolPhase);
     line += ',';
-    appendNumber(line, tarn->carrierStart.load(relaxed), 9);
+    appendNumber(line, status.timingError, 9);
     line += ',';
-    line += std::to_string(tarn->currentFFTRow.load(relaxed));
+    line += std::to_string(status.waterfallRow);
     line += '\n';
     return std::fputs(line.c_str(), traceOut) >= 0;
 }
@@ -220,7 +211,7 @@ int runDecode(const DecodeOptions& options, std::string_view command, const Deco
         }
     }
 
-    DecodeSession session(options, nullptr, hooks.text, trace);
+    DecodeSession session(options, hooks.text, trace);
     if (!session.ready()) {
         closeTrace();
         reportError(command, "the receiver could not be started");

@@ -11,9 +11,8 @@
 // append a trace line.
 #pragma once
 
-#include "engine/AudioPlatform.h"
-#include "tools/CommandLine.h"
 #include "engine/TarnData.h"
+#include "tools/CommandLine.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -74,11 +73,11 @@ struct DecodeBlock {
 // Runs the engine steps over blocks of samples from any source.
 class DecodeSession {
 public:
-    // Builds the engine on `platform` (a silent tablet-like platform when
-    // null) and applies the options. Writes the received text to `text`
-    // (stdout when null); `trace` receives the CSV lines when not null.
-    DecodeSession(const DecodeOptions& options, AudioPlatform* platform = nullptr,
-                  std::FILE* text = nullptr, std::FILE* trace = nullptr);
+    // Builds the engine (with a tablet's squelch default) and applies the
+    // options. Writes the received text to `text` (stdout when null); `trace`
+    // receives the CSV lines when not null.
+    DecodeSession(const DecodeOptions& options, std::FILE* text = nullptr,
+                  std::FILE* trace = nullptr);
     ~DecodeSession();
 
     // False when the engine could not be built (nothing can be processed).
@@ -100,7 +99,6 @@ private:
     bool writeTraceLine();
 
     DecodeOptions options;
-    std::unique_ptr<NullAudioPlatform> ownPlatform;
     std::unique_ptr<TarnData> tarn;
     std::FILE* textOut;
     std::FILE* traceOut;

@@ -1,8 +1,8 @@
 // tarn-psk31 encode: text in, the PSK31 signal the station would transmit out,
 // as an 8000 Hz mono WAV file.
 #include "audiofile/AudioFile.h"
-#include "tools/CommandLine.h"
 #include "engine/TarnData.h"
+#include "tools/CommandLine.h"
 #include "varicode/varicode.h"
 
 #include <cerrno>
@@ -205,23 +205,19 @@ int encodeCommand(int argc, char** argv) {
                           std::to_string(audiofile::maxWavSamples(format) / 8000 / 60) + ")");
     }
 
-    NullAudioPlatform platform(1);
-    std::unique_ptr<TarnData> engine = TarnData::create(platform);
-    if (!engine) {
-        reportError(kCommand, "the transmitter could not be started");
-        return kExitFailure;
-    }
-    engine->setFrequency(frequency);
+    TarnData engine(tarn::kTabletSquelch);
+    engine.setFrequency(frequency);
+    std::vector<float> signal;
     try {
-        engine->renderString(std::string_view(*text));
+        signal = engine.renderString(std::string_view(*text));
     } catch (const std::length_error&) {
         return reportUsageError(kCommand, "text too long to render");
     } catch (const std::bad_alloc&) {
         return reportUsageError(kCommand, "not enough memory to render " + std::to_string(symbols) +
                                               " symbols");
     }
-    const float* rendered = engine->renderedAudio.load();
-    const int64_t count = engine->renderedAudioSize.load();
+    const float* rendered = signal.data();
+    const int64_t count = static_cast<int64_t>(signal.size());
 
     const float* samples = rendered;
     int64_t total = count;

@@ -1,10 +1,11 @@
 // tarn-psk31 listen: live receive from an audio input, text to standard
 // output as it is decoded, until Ctrl-C or SIGTERM.
 #include "audio/AudioDevices.h"
+#include "audio/EngineAudio.h"
+#include "audio/PortAudioPlatform.h"
 #include "tools/CommandLine.h"
 #include "tools/DecodeRun.h"
 #include "tools/Interrupt.h"
-#include "audio/PortAudioPlatform.h"
 
 #include <chrono>
 #include <cstdio>
@@ -81,12 +82,8 @@ int listenCommand(int argc, char** argv) {
     }
 
     tarnaudio::PortAudioPlatform platform(audio);
-    DecodeSession session(options, &platform);
-    if (!session.ready()) {
-        platform.shutdown();
-        reportError(command, "the receiver could not be started");
-        return kExitFailure;
-    }
+    DecodeSession session(options);
+    tarnaudio::EngineAudio engineAudio(platform, session.engine());
     if (!platform.inputRunning()) {
         platform.shutdown();
         const std::string device =

@@ -1,10 +1,11 @@
 // tarn-psk31 send: one message on the air through an audio output, as the
 // console sends it; returns when it has been played.
 #include "audio/AudioDevices.h"
-#include "tools/CommandLine.h"
-#include "tools/Interrupt.h"
+#include "audio/EngineAudio.h"
 #include "audio/PortAudioPlatform.h"
 #include "engine/TarnData.h"
+#include "tools/CommandLine.h"
+#include "tools/Interrupt.h"
 
 #include <cerrno>
 #include <chrono>
@@ -133,21 +134,17 @@ int sendCommand(int argc, char** argv) {
     }
 
     tarnaudio::PortAudioPlatform platform(audio);
-    std::unique_ptr<TarnData> engine = TarnData::create(platform);
-    if (!engine) {
-        platform.shutdown();
-        reportError(command, "the transmitter could not be started");
-        return kExitFailure;
-    }
+    auto engine = std::make_unique<TarnData>(tarn::kTabletSquelch);
     engine->setFrequency(frequency);
     engine->setForceOutputToSpeaker(speaker);
+    tarnaudio::EngineAudio engineAudio(platform, *engine);
 
     const InterruptGuard interruptGuard;
     std::fprintf(stderr, "tarn-psk31 send: sending %zu character%s at %.1f Hz\n", text->size(),
                  text->size() == 1 ? "" : "s", engine->frequency());
     std::fflush(stderr);
     engine->sendString(std::string_view(*text));
-    if (!engine->isSending.load(std::memory_order_relaxed)) {
+    if (!engine->isSending()) {
         platform.shutdown();
         const std::string device = speaker || audio.outputDevice.empty()
                                        ? "the default output"
@@ -158,7 +155,7 @@ int sendCommand(int argc, char** argv) {
         return kExitFailure;
     }
     int signal = 0;
-    while (engine->isSending.load(std::memory_order_relaxed)) {
+    while (engine->isSending()) {
         if ((signal = InterruptGuard::received()) != 0) {
             // Ends the transmission as the render callback would: output
             // stopped, route released, idle.

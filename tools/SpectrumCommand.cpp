@@ -51,11 +51,14 @@ public:
     WaterfallCopy() : rows(static_cast<size_t>(tarn::kWaterfallRows) * tarn::kSpectrumSize) {}
 
     void update(const TarnData& engine) {
-        const int32_t current = engine.currentFFTRow.load(std::memory_order_relaxed);
-        while (newest != current) {
+        const int32_t current = engine.status().waterfallRow;
+        int32_t fresh = (current - newest + tarn::kWaterfallRows) % tarn::kWaterfallRows;
+        while (fresh > 0) {
+            --fresh;
             newest = (newest + 1) % tarn::kWaterfallRows;
-            const float* row = engine.normalizedSpectrumData[newest];
-            std::copy(row, row + tarn::kSpectrumSize, rowAt(newest));
+            // Same thread as the engine's input: the copy always succeeds.
+            engine.copySpectrumRow(
+                fresh, std::span<float, tarn::kSpectrumSize>(rowAt(newest), tarn::kSpectrumSize));
             ++made;
         }
     }

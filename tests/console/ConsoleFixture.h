@@ -2,33 +2,45 @@
 // console's tests.
 #pragma once
 
-#include "engine/AudioPlatform.h"
-#include "settings/SettingsStore.h"
+#include "audio/AudioPlatform.h"
 #include "console/TarnViewController.h"
+#include "settings/SettingsStore.h"
 
 #include <QTemporaryDir>
 
+#include <algorithm>
 #include <memory>
+#include <vector>
 
 struct ConsoleFixture {
     explicit ConsoleFixture(FormFactor formFactor = FormFactor::tablet)
         : platform(static_cast<int>(formFactor)),
           store(std::make_unique<SettingsStore>(directory.filePath("settings.ini"))),
-          console(std::make_unique<TarnViewController>(platform, *store, formFactor)) {}
+          console(std::make_unique<TarnViewController>(platform, *store, formFactor)) {
+        console->setSpectrumRowSource([this](int rowsBack, std::span<float, 1024> out) {
+            const float* source = row(rowsBack);
+            std::copy(source, source + tarn::kSpectrumSize, out.begin());
+            return true;
+        });
+    }
 
     TarnData& engine() { return *console->theData(); }
 
-    // Sets every bin of the waterfall row `rowsBack` (0 = newest) to `level`.
+    // The waterfall row `rowsBack` (0 = newest) the console draws.
+    float* row(int rowsBack) {
+        return rows.data() + static_cast<size_t>(rowsBack) * tarn::kSpectrumSize;
+    }
+    // Sets every bin of the waterfall row `rowsBack` to `level`.
     void fillRow(int rowsBack, float level) {
-        auto* row = const_cast<float*>(engine().getCurrentSpectrum(rowsBack));
-        for (int k = 0; k < tarn::kSpectrumSize; ++k)
-            row[k] = level;
+        std::fill(row(rowsBack), row(rowsBack) + tarn::kSpectrumSize, level);
     }
     void fillAllRows(float level) {
         for (int r = 0; r < tarn::kWaterfallRows; ++r)
             fillRow(r, level);
     }
 
+    std::vector<float> rows =
+        std::vector<float>(static_cast<size_t>(tarn::kWaterfallRows) * tarn::kSpectrumSize);
     QTemporaryDir directory;
     NullAudioPlatform platform;
     std::unique_ptr<SettingsStore> store;

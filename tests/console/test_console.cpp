@@ -2,7 +2,9 @@
 // switches, lifecycle and settings defaults.
 #include "console/ConsoleWidgets.h"
 #include "console/SpectrumView.h"
+#include "log/TarnLog.h"
 #include "tests/console/ConsoleFixture.h"
+#include "tests/support/IdleSignals.h"
 
 #include <QCheckBox>
 #include <QFile>
@@ -14,9 +16,16 @@
 
 namespace {
 
+// `text` on the air at the tuned frequency, through the engine's input. The
+// receiver locks on during the idle before it, and whatever the jump from the
+// last signal made of that idle is drained away unseen.
 void receive(TarnData& engine, const std::string& text) {
-    for (const char character : text)
-        engine.insertReceivedChar(character);
+    const std::vector<float> signal = testsignals::messageWithIdle(text, engine.frequency(), 48, 8);
+    const std::span<const float> all(signal);
+    engine.processInputAudioSamples(all.first(32 * 256));
+    while (engine.drainTextBuffer()) {
+    }
+    engine.processInputAudioSamples(all.subspan(32 * 256));
 }
 
 // Refresh timers (200 ms) now running.
@@ -75,23 +84,23 @@ private slots:
         // The engine's -30 shows the slider at its minimum, the label at -30.
         QCOMPARE(console().squelch()->level(), -25.0f);
         QCOMPARE(console().squelchDisplay()->text(), QString("-30.0"));
-        QCOMPARE(engine().backgroundNoiseLevel.load(), -30.0f);
+        QCOMPARE(engine().backgroundNoiseLevel(), -30.0f);
         QVERIFY(!console().textOutput()->property("cornerRadius").isValid());
         // Moving it hands the level on unscaled.
         console().squelch()->setValue(-125);
-        QCOMPARE(engine().backgroundNoiseLevel.load(), -12.5f);
+        QCOMPARE(engine().backgroundNoiseLevel(), -12.5f);
         QCOMPARE(console().squelchDisplay()->text(), QString("-12.5"));
     }
 
     void tickRefreshesLabels() {
-        engine().frequencyErrorOffset.store(-1.23456f);
-        engine().signalAtFrequency.store(-3.25f); // printf rounds half to even
-        engine()._frequency.store(1234.56);
-        engine()._automaticFrequencyControl.store(false);
-        engine().backgroundNoiseLevel.store(-7.0f);
+        // Set behind the console's back; no input yet, so the signal level is
+        // still its starting 0.
+        engine().setFrequency(1234.56);
+        engine().setAutomaticFrequencyControl(false);
+        engine().setBackgroundNoiseLevel(-7.0f);
         console().updateDisplay();
-        QCOMPARE(console().displayAFCOffset()->text(), QString("-1.235"));
-        QCOMPARE(console().signalAtFrequency()->text(), QString("-3.2"));
+        QCOMPARE(console().displayAFCOffset()->text(), QString("0.000"));
+        QCOMPARE(console().signalAtFrequency()->text(), QString("0.0"));
         QCOMPARE(console().displayFrequency()->text(), QString("1234.6"));
         QVERIFY(!console().afcOnOff()->isChecked());
         QCOMPARE(console().squelchDisplay()->text(), QString("-20.0")); // not the tick's

@@ -5,7 +5,7 @@
 // time).
 #include "console/SpectrumView.h"
 #include "console/TarnViewController.h"
-#include "engine/AudioPlatform.h"
+#include "audio/AudioPlatform.h"
 #include "settings/SettingsStore.h"
 
 #include <QCryptographicHash>

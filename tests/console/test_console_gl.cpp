@@ -1,7 +1,7 @@
 // Drawing of the spectrum and the waterfall, read back from the GL view's
 // framebuffer. Needs a real GL context (run under Xvfb).
-#include "tests/console/ConsoleFixture.h"
 #include "console/SpectrumView.h"
+#include "tests/console/ConsoleFixture.h"
 
 #include <QLabel>
 #include <QLineEdit>
@@ -122,7 +122,7 @@ private slots:
         // Bin 128 is 1000 Hz, drawn at x = (128 - 64) / 256 = 0.25.
         fixture->fillAllRows(0.5f);
         for (int r = 0; r < 32; ++r)
-            const_cast<float*>(fixture->engine().getCurrentSpectrum(r))[128] = 2.0f;
+            fixture->row(r)[128] = 2.0f;
         QImage image = view->drawAndGrab();
         const int quarter = static_cast<int>(image.width() * 0.25);
         QVERIFY(lineAt(image, 0.25, 3, white));                        // peak reaches the top
@@ -136,7 +136,7 @@ private slots:
         // A strongest bin below 1.0 is not stretched to the top: 0.8 over
         // 0.5 reaches (0.8 - 0.5) / (1.0 - 0.5) = 0.6 of the height.
         for (int r = 0; r < 32; ++r)
-            const_cast<float*>(fixture->engine().getCurrentSpectrum(r))[128] = 0.8f;
+            fixture->row(r)[128] = 0.8f;
         image = view->drawAndGrab();
         QVERIFY(!near(image.pixel(quarter, image.height() * 30 / 100), white));
         QVERIFY(lineAt(image, 63.9 / 256, image.height() * 45 / 100, white));

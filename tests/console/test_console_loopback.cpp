@@ -39,8 +39,8 @@ private slots:
         QCOMPARE(console.textOutput()->toPlainText(),
                  QStringLiteral("\nSending:       CQ de %1\n").arg(callsign));
         // Still set: the output started and plays the message (about 5 s).
-        QVERIFY(engine.isSending.load());
-        QTRY_VERIFY_WITH_TIMEOUT(!engine.isSending.load(), 30000);
+        QVERIFY(engine.isSending());
+        QTRY_VERIFY_WITH_TIMEOUT(!engine.isSending(), 30000);
 
         // The audio threads call into the engine until the platform stops.
         platform.shutdown();

@@ -6,7 +6,8 @@
 // stays "playing" until the test pulls it through the render callback.
 #include "console/TarnViewController.h"
 #include "settings/SettingsStore.h"
-#include "tests/support/FakeAudioPlatform.h"
+#include "tests/audio/FakeAudioPlatform.h"
+#include "tests/support/IdleSignals.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -22,22 +23,13 @@
 
 namespace {
 
-std::vector<float> renderedBlock(const TarnData& engine) {
-    const float* block = engine.renderedAudio.load();
-    if (block == nullptr)
-        return {};
-    return {block, block + engine.renderedAudioSize.load()};
-}
-
 // The engine's rendering of `message` at `frequency` Hz, made by an engine of
 // its own.
 std::vector<float> referenceRendering(const QString& message, double frequency) {
-    NullAudioPlatform platform;
-    std::unique_ptr<TarnData> engine = TarnData::create(platform);
-    engine->setFrequency(frequency);
-    engine->renderString(
+    TarnData engine(tarn::kTabletSquelch);
+    engine.setFrequency(frequency);
+    return engine.renderString(
         {reinterpret_cast<const char16_t*>(message.utf16()), static_cast<size_t>(message.size())});
-    return renderedBlock(*engine);
 }
 
 } // namespace
@@ -57,20 +49,35 @@ class TestMacros : public QObject {
 
     // Checks that the transmission now playing carries exactly `message`.
     void verifySent(const QString& message) {
-        QVERIFY2(engine().isSending.load(), "nothing is being sent");
-        const std::vector<float> sent = renderedBlock(engine());
+        QVERIFY2(engine().isSending(), "nothing is being sent");
         const std::vector<float> expected = referenceRendering(message, engine().frequency());
         QVERIFY(!expected.empty());
+        // Played through the output as the render thread would; the message
+        // still counts as sending until the call after its last sample.
+        std::vector<float> sent(expected.size()), channel1(expected.size());
+        platform->renderCallback(platform->context, static_cast<uint32_t>(sent.size()), sent.data(),
+                                 channel1.data());
+        QVERIFY(engine().isSending());
         QVERIFY2(sent == expected, qPrintable(QStringLiteral("not the rendering of \"%1\"")
                                                   .arg(QString(message).replace('\n', "\\n"))));
+    }
+
+    // Three seconds of idle `hertz` off the tuning: the AFC starts pulling
+    // and holds a correction, which is returned.
+    float pullAFC(double hertz) {
+        engine().processInputAudioSamples(
+            testsignals::messageWithIdle("", engine().frequency() + hertz, 80, 0));
+        const float offset = engine().status().frequencyErrorOffset;
+        [&] { QVERIFY(offset != 0.0f); }();
+        return offset;
     }
 
     // Lets the output play the message out, as the render thread would.
     void finishPlaying() {
         std::vector<float> channel0(512), channel1(512);
-        for (int calls = 0; engine().isSending.load() && calls < 100000; ++calls)
+        for (int calls = 0; engine().isSending() && calls < 100000; ++calls)
             platform->renderCallback(platform->context, 512, channel0.data(), channel1.data());
-        QVERIFY(!engine().isSending.load());
+        QVERIFY(!engine().isSending());
     }
 
 private slots:
@@ -117,7 +124,7 @@ private slots:
                 console->processMacro(text);
                 QVERIFY2(field()->text() == QString::fromUtf16(row.firstPass),
                          qPrintable("first pass: " + text));
-                QVERIFY(!engine().isSending.load());
+                QVERIFY(!engine().isSending());
             }
             field()->setText(text);
             console->processMacroBeforeOutput();
@@ -140,21 +147,22 @@ private slots:
         const QString echo = QStringLiteral("\nSending: CQ de AB1CD\n\n");
         QCOMPARE(console->textOutput()->toPlainText(), echo);
         QCOMPARE(field()->text(), QString());
-        const float* firstBlock = engine().renderedAudio.load();
         QTRY_VERIFY(txHolder->isVisible() && console->txIndicator()->isVisibleTo(console.get()));
 
-        engine().setFrequencyErrorOffset(-1.0f);
+        // The AFC holds still while sending; whatever correction it holds is
+        // folded in before the refused send.
+        const float offset = engine().status().frequencyErrorOffset;
         const double tuned = engine().frequency();
         QTest::keyClicks(field(), QStringLiteral("again \\C\\n"));
         pressReturn();
-        // Refused: the field holds the expanded text, no echo, the block is
-        // still the first message; the AFC correction was folded into the
-        // tuning all the same, as before every send.
+        // Refused: the field holds the expanded text, no echo, the output
+        // still plays the first message; the AFC correction was folded into
+        // the tuning all the same, as before every send.
         QCOMPARE(field()->text(), QStringLiteral("again AB1CD\n"));
         QCOMPARE(console->textOutput()->toPlainText(), echo);
-        QCOMPARE(engine().renderedAudio.load(), firstBlock);
-        QCOMPARE(engine().frequency(), tuned - 1.0);
-        QCOMPARE(console->displayFrequency()->text(), QString::asprintf("%.1f", tuned - 1.0));
+        QCOMPARE(platform->count("outputStart"), 1);
+        QCOMPARE(engine().frequency(), tuned + offset);
+        QCOMPARE(console->displayFrequency()->text(), QString::asprintf("%.1f", tuned + offset));
 
         finishPlaying();
         QTRY_VERIFY(!txHolder->isVisible());
@@ -207,20 +215,20 @@ private slots:
     void returnInAnotherFieldSendsNothing() {
         field()->setText(QStringLiteral("not yet"));
         QTest::keyClick(console->qsoInput(), Qt::Key_Return);
-        QVERIFY(!engine().isSending.load());
+        QVERIFY(!engine().isSending());
         QCOMPARE(field()->text(), QStringLiteral("not yet"));
     }
 
     void syncFoldsTheCorrectionInAndSwitchesAFCOff() {
         QVERIFY(console->afcOnOff()->isChecked() && engine().automaticFrequencyControl());
-        engine().setFrequencyErrorOffset(3.0f);
+        const float offset = pullAFC(3.0);
         const double tuned = engine().frequency();
         console->syncTxRx();
-        QCOMPARE(engine().frequency(), tuned + 3.0);
-        QCOMPARE(engine().frequencyErrorOffset.load(), 0.0f);
+        QCOMPARE(engine().frequency(), tuned + offset);
+        QCOMPARE(engine().status().frequencyErrorOffset, 0.0f);
         QVERIFY(!engine().automaticFrequencyControl());
         QVERIFY(!console->afcOnOff()->isChecked());
-        QCOMPARE(console->displayFrequency()->text(), QString::asprintf("%.1f", tuned + 3.0));
+        QCOMPARE(console->displayFrequency()->text(), QString::asprintf("%.1f", tuned + offset));
     }
 };
 

@@ -1,10 +1,11 @@
 // The recording player: a file reaches the engine through the input path in
 // whole 2000-sample blocks at the pace of live input, and live input is set
 // aside while it plays.
+#include "audio/EngineAudio.h"
 #include "audiofile/AudioFile.h"
-#include "tests/support/FakeAudioPlatform.h"
 #include "console/RecordingPlayer.h"
 #include "engine/TarnData.h"
+#include "tests/audio/FakeAudioPlatform.h"
 #include "tests/support/TestSignals.h"
 
 #include <QElapsedTimer>
@@ -31,7 +32,8 @@ private slots:
     void playsAFileIntoTheReceiver() {
         FakeAudioPlatform fake;
         RecordingPlayer player(fake, 0);
-        std::unique_ptr<TarnData> engine = TarnData::create(player);
+        auto engine = std::make_unique<TarnData>(tarn::kPhoneSquelch);
+        tarnaudio::EngineAudio audio(player, *engine);
 
         const std::vector<float> signal = testsignals::renderMessage("CQ de AB1CD\n", 1500.0);
         const std::string path = writeRecording("cq.wav", signal);
@@ -63,18 +65,20 @@ private slots:
     void liveInputReachesTheEngineWhenIdle() {
         FakeAudioPlatform fake;
         RecordingPlayer player(fake, 1);
-        std::unique_ptr<TarnData> engine = TarnData::create(player);
-        const int32_t before = engine->audioSamplesTrainingBufferIndex;
+        auto engine = std::make_unique<TarnData>(tarn::kTabletSquelch);
+        tarnaudio::EngineAudio audio(player, *engine);
+        // One waterfall row per 1024 samples shows that they arrived.
         std::vector<float> live(2000, 0.0f);
         fake.inputCallback(&player, fake.buffer(2), fake.buffer(2), live.data(), 8000);
-        QCOMPARE(engine->audioSamplesTrainingBufferIndex, before + 2000);
+        QCOMPARE(engine->status().waterfallRow, 1);
         QCOMPARE(fake.calls.back(), std::string("queueEnqueueBuffer 2"));
     }
 
     void stopsEarlyAndRefusesWhatItCannotRead() {
         FakeAudioPlatform fake;
         RecordingPlayer player(fake, 1);
-        std::unique_ptr<TarnData> engine = TarnData::create(player);
+        auto engine = std::make_unique<TarnData>(tarn::kTabletSquelch);
+        tarnaudio::EngineAudio audio(player, *engine);
         const std::string path =
             writeRecording("long.wav", std::vector<float>(8000 * 20, 0.0f)); // 20 s
         QCOMPARE(player.play(path), std::string());

@@ -4,7 +4,7 @@
 #include "console/TarnViewController.h"
 #include "settings/SettingsStore.h"
 #include "settings/SettingsViewController.h"
-#include "tests/support/FakeAudioPlatform.h"
+#include "tests/audio/FakeAudioPlatform.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -150,7 +150,7 @@ private slots:
             SettingsStore store(storePath());
             TarnViewController console(platform, store);
             TarnData& engine = *console.theData();
-            QVERIFY(!engine.forceOutputToSpeaker.load());
+            QVERIFY(!engine.forceOutputToSpeaker());
 
             console.segueToConfig();
             auto* screen = qobject_cast<SettingsViewController*>(console.settingsDialog.data());
@@ -164,7 +164,7 @@ private slots:
                               Qt::LeftButton);
 
             QTRY_VERIFY(console.settingsDialog.isNull());
-            QVERIFY(engine.forceOutputToSpeaker.load());
+            QVERIFY(engine.forceOutputToSpeaker());
             QCOMPARE(console.macroButton(1)->text(), QString());
             QCOMPARE(console.macroButton(2)->text(), QStringLiteral("Contest"));
 
@@ -178,7 +178,7 @@ private slots:
         TarnViewController console(platform, store);
         QCOMPARE(console.macroButton(1)->text(), QString());
         QCOMPARE(store.callsign(), QStringLiteral(" w1aw "));
-        QVERIFY(console.theData()->forceOutputToSpeaker.load());
+        QVERIFY(console.theData()->forceOutputToSpeaker());
     }
 };
 

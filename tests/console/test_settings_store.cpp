@@ -2,7 +2,7 @@
 // (as with --settings FILE) that is damaged, hand-written, on a file system
 // that cannot be written, or in a place no file can be made.
 #include "console/TarnViewController.h"
-#include "engine/AudioPlatform.h"
+#include "audio/AudioPlatform.h"
 #include "log/TarnLog.h"
 #include "settings/SettingsStore.h"
 

@@ -1,11 +1,12 @@
-// The console's lock-free reads of waterfall rows, display levels and the AFC
-// correction while the audio thread writes them (run under ThreadSanitizer).
-#include "tests/support/DriftSignals.h"
+// The console's reads of waterfall rows and status while the audio thread
+// writes them (run under ThreadSanitizer). Every row copied out is one whole
+// row: blocks cycle through tones at three bins, so a ring position holds a
+// different tone each time round, and a torn copy would show two of them.
 #include "engine/TarnData.h"
-#include "tests/support/TestSignals.h"
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <atomic>
 #include <cmath>
 #include <thread>
@@ -13,54 +14,60 @@
 
 namespace {
 
-TEST(SpectrumThreads, RowsAndLevelsReadWhileTheAudioThreadWrites) {
-    NullAudioPlatform platform;
-    auto tarn = TarnData::create(platform);
-    std::vector<float> signal = testsignals::renderDriftingMessage("tarn tarn tarn", 1000.0, 0.0);
-    testsignals::addNoise(signal, 0.1, 3);
+// One spectrum block (1024 samples) of a pure tone at bin `bin`.
+std::vector<float> toneBlock(int bin) {
+    std::vector<float> block(tarn::kSpectrumSize);
+    for (int n = 0; n < tarn::kSpectrumSize; ++n) {
+        block[static_cast<size_t>(n)] =
+            static_cast<float>(0.5 * std::sin(2.0 * M_PI * bin * n / tarn::kSpectrumSize));
+    }
+    return block;
+}
 
-    std::atomic<bool> done = false;
+TEST(SpectrumThreads, EveryRowCopiedWhileTheAudioThreadWritesIsWhole) {
+    TarnData tarn(tarn::kTabletSquelch);
+    constexpr int kToneBins[] = {100, 200, 300};
+    const std::vector<float> tones[] = {toneBlock(100), toneBlock(200), toneBlock(300)};
+    // Fill the whole history once, so every row holds a tone.
+    int block = 0;
+    for (; block < tarn::kWaterfallRows; ++block) {
+        tarn.processInputAudioSamples(tones[block % 3]);
+    }
+
+    constexpr int kPasses = 300;
+    std::atomic<int> passesDone{0};
+    std::atomic<int> blocksFed{0};
     std::thread audio([&] {
-        for (int round = 0; round < 6; ++round) {
-            for (size_t first = 0; first + 2000 <= signal.size(); first += 2000) {
-                tarn->processInputAudioSamples(signal.data() + first, 2000);
-                // Rows and AFC steps straight from their entries as well, so
-                // the test does not depend on the block cadence.
-                std::lock_guard<std::mutex> lock(tarn->audioProcessingLock);
-                for (int k = 0; k < tarn::kSpectrumSize; ++k) {
-                    tarn->rawAudioSamplesForFFT[k] = {signal[first + k % 2000], 0.0f};
-                }
-                tarn->processSpectrumData();
-                tarn->FFTBasedAFC();
-                tarn->automaticFrequencyAdjust(0.5f, 0.1f * static_cast<float>(round));
-            }
+        // At least a few blocks, then on until the reader is done.
+        for (int fed = 0; fed < 8 || passesDone.load() < kPasses; ++fed, ++block) {
+            tarn.processInputAudioSamples(tones[block % 3]);
+            blocksFed.fetch_add(1);
         }
-        done = true;
     });
 
-    // The console's side: draw rows, show levels, tap and switch AFC.
-    int passes = 0;
-    bool inRange = true;
-    while (!done.load()) {
-        for (int rowsBack = 0; rowsBack < tarn::kWaterfallRows; rowsBack += 7) {
-            const float* row = tarn->getCurrentSpectrum(rowsBack);
-            for (int bin = 0; bin < tarn::kSpectrumSize; bin += 3) {
-                const float value = TarnData::spectrumLevel(row, bin);
-                inRange = inRange && value >= 0.0f && value <= 3.0f;
+    std::array<float, tarn::kSpectrumSize> row;
+    int whole = 0;
+    int copied = 0;
+    for (int pass = 0; pass < kPasses; ++pass) {
+        const int rowsBack = (pass * 37) % tarn::kWaterfallRows;
+        if (tarn.copySpectrumRow(rowsBack, row)) {
+            ++copied;
+            // A whole row is bright at exactly one of the three bins.
+            int bright = 0;
+            for (int bin : kToneBins) {
+                bright += row[static_cast<size_t>(bin)] > 1.0f ? 1 : 0;
             }
+            whole += bright == 1 ? 1 : 0;
         }
-        // The three levels are separate words: only each one alone is whole.
-        inRange = inRange && std::isfinite(tarn->display_average_high.load());
-        inRange = inRange && std::fabs(tarn->frequencyErrorOffset.load()) <= 8.0f;
-        inRange = inRange && std::isfinite(tarn->display_average_average.load());
-        if (++passes % 64 == 0) {
-            tarn->setAutomaticFrequencyControl(passes % 128 != 0);
-            tarn->setFrequency(1000.0);
-        }
+        const tarn::EngineStatus status = tarn.status();
+        ASSERT_GE(status.waterfallRow, 0);
+        ASSERT_LT(status.waterfallRow, tarn::kWaterfallRows);
+        passesDone.fetch_add(1);
     }
     audio.join();
-    EXPECT_TRUE(inRange);
-    EXPECT_GT(passes, 0);
+    EXPECT_GE(blocksFed.load(), 8);
+    EXPECT_EQ(whole, copied);
+    EXPECT_GT(copied, kPasses / 2);
 }
 
 } // namespace

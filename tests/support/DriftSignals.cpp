@@ -42,14 +42,14 @@ std::vector<float> renderDriftingMessage(const std::string& text, double startFr
 
 double effectiveFrequency(const TarnData& engine) {
     return engine.frequency() +
-           (engine.automaticFrequencyControl() ? engine.frequencyErrorOffset.load() : 0.0f);
+           (engine.automaticFrequencyControl() ? engine.status().frequencyErrorOffset : 0.0f);
 }
 
 ReceiveRun runReceiver(TarnData& engine, const std::vector<float>& samples,
                        const std::function<void(int64_t)>& beforeBlock,
                        const std::function<double(int64_t)>& carrierAt, int64_t trackFrom) {
     ReceiveRun run;
-    run.smallestOffset = run.largestOffset = engine.frequencyErrorOffset.load();
+    run.smallestOffset = run.largestOffset = engine.status().frequencyErrorOffset;
     const int64_t total = static_cast<int64_t>(samples.size());
     for (int64_t first = 0; first < total; first += tarn::kInputBlockSamples) {
         if (beforeBlock) {
@@ -57,11 +57,12 @@ ReceiveRun runReceiver(TarnData& engine, const std::vector<float>& samples,
         }
         const int32_t count =
             static_cast<int32_t>(std::min<int64_t>(tarn::kInputBlockSamples, total - first));
-        engine.processInputAudioSamples(samples.data() + first, count);
+        engine.processInputAudioSamples(
+            std::span<const float>(samples.data() + first, static_cast<size_t>(count)));
         while (auto text = engine.drainTextBuffer()) {
             run.text += *text;
         }
-        const float offset = engine.frequencyErrorOffset.load();
+        const float offset = engine.status().frequencyErrorOffset;
         run.smallestOffset = std::min(run.smallestOffset, offset);
         run.largestOffset = std::max(run.largestOffset, offset);
         const int64_t end = first + count;

@@ -7,12 +7,9 @@
 namespace testsignals {
 
 std::vector<float> renderMessage(const std::string& text, double frequency) {
-    NullAudioPlatform platform;
-    auto engine = TarnData::create(platform);
-    engine->setFrequency(frequency);
-    engine->renderString(std::string_view(text));
-    const float* block = engine->renderedAudio.load();
-    return std::vector<float>(block, block + engine->renderedAudioSize.load());
+    TarnData engine(tarn::kTabletSquelch);
+    engine.setFrequency(frequency);
+    return engine.renderString(std::string_view(text));
 }
 
 void addNoise(std::vector<float>& samples, double rms, uint32_t seed) {
