@@ -19,6 +19,8 @@
 #include <QTimer>
 #include <QWindow>
 
+#include <filesystem>
+
 namespace {
 
 constexpr int kRefreshMilliseconds = 200;
@@ -198,7 +200,15 @@ void TarnViewController::swipeGestureAction() {
 }
 
 bool TarnViewController::playRecording(const QString& path, QString* error) {
-    const std::string failure = player->play(path.toStdString());
+    // Only a regular file: opening a FIFO with no writer, or a device, would
+    // block the console before its window shows.
+    std::error_code status;
+    const std::filesystem::file_status type =
+        std::filesystem::status(std::filesystem::path(path.toStdString()), status);
+    const std::string failure =
+        std::filesystem::exists(type) && !std::filesystem::is_regular_file(type)
+            ? QStringLiteral("'%1' is not a regular file").arg(path).toStdString()
+            : player->play(path.toStdString());
     if (!failure.empty()) {
         if (error != nullptr)
             *error = QString::fromStdString(failure);

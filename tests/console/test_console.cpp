@@ -1,6 +1,7 @@
 // The console without drawing: refresh tick, tuning controls, display
 // switches, lifecycle and settings defaults.
 #include "console/ConsoleWidgets.h"
+#include "console/RecordingPlayer.h"
 #include "console/SpectrumView.h"
 #include "log/TarnLog.h"
 #include "tests/console/ConsoleFixture.h"
@@ -13,6 +14,8 @@
 #include <QTimer>
 #include <QToolBar>
 #include <QtTest>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -259,6 +262,18 @@ private slots:
         QCOMPARE(store.macroText(1), text(""));
         QCOMPARE(console.macroButton(2)->text(), QString());
         QCOMPARE(store.macroName(3), text("CQ TEST"));
+    }
+
+    void onlyRegularFilesArePlayed() {
+        // A FIFO nobody writes to, and a directory: refused at once, named.
+        const QString fifo = fixture->directory.filePath("recording.fifo");
+        QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+        for (const QString& path : {fifo, fixture->directory.path()}) {
+            QString error;
+            QVERIFY(!console().playRecording(path, &error));
+            QCOMPARE(error, QString("'%1' is not a regular file").arg(path));
+            QVERIFY(!console().recordingPlayer()->isPlaying());
+        }
     }
 };
 
