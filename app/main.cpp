@@ -112,7 +112,6 @@ int main(int argc, char* argv[]) {
     TarnViewController console(audio.platform(), store, formFactor);
     console.setAudioDeviceSource(listAudioDevices);
     delegate.setWindow(&console);
-    delegate.applicationDidFinishLaunchingWithOptions();
     fitToScreen(console);
     console.show();
 

@@ -132,7 +132,7 @@ void TarnViewController::enteredBackground() {
     delete spectrumView.data();
 }
 
-void TarnViewController::enteredForground() {
+void TarnViewController::enteredForeground() {
     inBackground = false;
     updateDisplayTimer = startDisplayTimer();
     // Always a fresh view and context; one still there (the activation right
@@ -155,7 +155,7 @@ void TarnViewController::applicationStateChanged(Qt::ApplicationState state) {
         launchActivationSeen = true;
         if (launch || inBackground || previous == Qt::ApplicationHidden ||
             previous == Qt::ApplicationSuspended)
-            enteredForground();
+            enteredForeground();
     }
 }
 
@@ -164,7 +164,7 @@ void TarnViewController::changeEvent(QEvent* event) {
         if (isMinimized() && !inBackground)
             enteredBackground();
         else if (!isMinimized() && inBackground)
-            enteredForground();
+            enteredForeground();
     }
     QMainWindow::changeEvent(event);
 }

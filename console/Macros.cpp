@@ -171,10 +171,10 @@ void TarnViewController::appendCharToInputString(uint32_t characterCode) {
 }
 
 void TarnViewController::syncTxRx() {
-    doSynxTxRx();
+    doSyncTxRx();
 }
 
-void TarnViewController::doSynxTxRx() {
+void TarnViewController::doSyncTxRx() {
     theData()->lockFrequency();
     updateFrequencyDisplay();
     afcOnOff()->setChecked(false);

@@ -125,7 +125,7 @@ public:
     void initSpectrumDisplay();
     void initializeToolbar();
     void enteredBackground();
-    void enteredForground();
+    void enteredForeground();
     void enterSetup();
     void initializeSettings();
     void initializeFromSettings();
@@ -179,7 +179,7 @@ public slots:
     void appendStringToInputString(const QString* string);
     void appendCharToInputString(uint32_t characterCode);
     void syncTxRx();
-    void doSynxTxRx();
+    void doSyncTxRx();
     // Opens the settings screen modally (Macros.cpp: creates the dialog,
     // stores it in settingsDialog, shows it).
     void segueToConfig();

@@ -225,7 +225,7 @@ private slots:
 
     void backgroundAndForeground() {
         TarnViewController& c = console();
-        c.enteredForground(); // the activation after launch: a second timer
+        c.enteredForeground(); // the activation after launch: a second timer
         QCOMPARE(activeTimers(c), 2);
         c.enteredBackground();
         QVERIFY(c.inBackground && c.updateDisplayTimer.isNull());
@@ -237,7 +237,7 @@ private slots:
         c.updateDisplay();
         QCOMPARE(c.textOutput()->toPlainText(), QString("bg"));
 
-        c.enteredForground();
+        c.enteredForeground();
         QVERIFY(!c.inBackground && c.spectrumDisplay() != nullptr);
         QCOMPARE(activeTimers(c), 2);
     }
