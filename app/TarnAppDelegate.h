@@ -1,6 +1,6 @@
-// The application delegate: holds the application's window and answers the
-// application's life-cycle calls. It does no work of its own; the console
-// sets itself up and follows background and foreground by itself.
+// The application delegate: holds the application's window. It does no work
+// of its own; the console sets itself up and follows the application's state
+// (QGuiApplication::applicationStateChanged) by itself.
 #pragma once
 
 #include <QObject>
@@ -10,17 +10,10 @@
 class TarnAppDelegate : public QObject {
     Q_OBJECT
 public:
-    explicit TarnAppDelegate(QObject* parent = nullptr);
+    explicit TarnAppDelegate(QObject* parent = nullptr) : QObject(parent) {}
 
     QWidget* window() const { return _window; }
     void setWindow(QWidget* window) { _window = window; }
-
-    bool applicationDidFinishLaunchingWithOptions() { return true; }
-    void applicationWillResignActive() {}
-    void applicationDidEnterBackground() {}
-    void applicationWillEnterForeground() {}
-    void applicationDidBecomeActive() {}
-    void applicationWillTerminate() {}
 
 private:
     QPointer<QWidget> _window;

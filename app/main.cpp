@@ -3,6 +3,7 @@
 //   tarn-psk31-console [--settings FILE] [--form-factor tablet|phone] [--play FILE]
 //                      [--screenshot PNG [--screenshot-after SECONDS]] [Qt options]
 #include "app/AudioBackend.h"
+#include "app/AudioDeviceList.h"
 #include "app/TarnAppDelegate.h"
 #include "console/TarnViewController.h"
 #include "packaging/TarnVersion.h"
@@ -111,8 +112,8 @@ int main(int argc, char* argv[]) {
     AudioBackend audio(store, formFactor);
     TarnAppDelegate delegate;
     TarnViewController console(audio.platform(), store, formFactor);
+    console.setAudioDeviceSource(listAudioDevices);
     delegate.setWindow(&console);
-    delegate.applicationDidFinishLaunchingWithOptions();
     fitToScreen(console);
     console.show();
 

@@ -1,5 +1,6 @@
 // The refresh tick and the tuning and display controls.
 #include "console/ConsoleWidgets.h"
+#include "console/FrequencyAxis.h"
 #include "console/RecordingPlayer.h"
 #include "console/SpectrumView.h"
 #include "console/TarnViewController.h"
@@ -133,20 +134,9 @@ bool TarnViewController::touchesBegan(QObject* target, const QPointF& position) 
 void TarnViewController::tapToTune(float x) {
     TarnData& engine = *theData();
     const double frequency = engine.frequency();
-    float low = 500.0f;
-    float high = 2500.0f;
-    if (displayZoomed && displayMode == 1) {
-        low = static_cast<float>(frequency - 64);
-        high = static_cast<float>(frequency + 64);
-    } else if (displayZoomed && displayMode == 0) {
-        low = static_cast<float>(frequency - 256);
-        high = static_cast<float>(frequency + 256);
-    }
     const float w = spectrumView ? static_cast<float>(spectrumView->width()) : 1.0f;
-    const float product = x * (high - low);
-    const float quotient = product / w;
-    const float tuned = low + quotient;
-    engine.setFrequency(static_cast<double>(tuned));
+    engine.setFrequency(
+        FrequencyAxis::forTapping(frequency, displayMode, displayZoomed).frequencyAt(x, w));
     afcOnOff()->setChecked(true);
     engine.setAutomaticFrequencyControl(afcOnOff()->isChecked());
     updateFrequencyDisplay();

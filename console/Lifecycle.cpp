@@ -19,6 +19,8 @@
 #include <QTimer>
 #include <QWindow>
 
+#include <filesystem>
+
 namespace {
 
 constexpr int kRefreshMilliseconds = 200;
@@ -116,8 +118,7 @@ void TarnViewController::initSpectrumDisplay() {
 
 void TarnViewController::initializeToolbar() {
     for (int n = 1; n <= 10; ++n)
-        macroButton(n)->setText(
-            store.stringForKey(QStringLiteral("b%1Name").arg(n)).value_or(QString()));
+        macroButton(n)->setText(store.macroName(n).value_or(QString()));
 }
 
 void TarnViewController::enteredBackground() {
@@ -131,7 +132,7 @@ void TarnViewController::enteredBackground() {
     delete spectrumView.data();
 }
 
-void TarnViewController::enteredForground() {
+void TarnViewController::enteredForeground() {
     inBackground = false;
     updateDisplayTimer = startDisplayTimer();
     // Always a fresh view and context; one still there (the activation right
@@ -154,7 +155,7 @@ void TarnViewController::applicationStateChanged(Qt::ApplicationState state) {
         launchActivationSeen = true;
         if (launch || inBackground || previous == Qt::ApplicationHidden ||
             previous == Qt::ApplicationSuspended)
-            enteredForground();
+            enteredForeground();
     }
 }
 
@@ -163,7 +164,7 @@ void TarnViewController::changeEvent(QEvent* event) {
         if (isMinimized() && !inBackground)
             enteredBackground();
         else if (!isMinimized() && inBackground)
-            enteredForground();
+            enteredForeground();
     }
     QMainWindow::changeEvent(event);
 }
@@ -177,9 +178,17 @@ void TarnViewController::enterSetup() {
 }
 
 void TarnViewController::settingsFinished() {
-    if (settingsDialog)
-        settingsDialog->accept();
     initializeFromSettings();
+}
+
+void TarnViewController::initializeSettings() {
+    store.fillInDefaults();
+    store.synchronize();
+}
+
+void TarnViewController::initializeFromSettings() {
+    initializeToolbar();
+    theData()->setForceOutputToSpeaker(store.forceOutputToSpeaker());
 }
 
 void TarnViewController::closeKeyboard() {
@@ -191,7 +200,15 @@ void TarnViewController::swipeGestureAction() {
 }
 
 bool TarnViewController::playRecording(const QString& path, QString* error) {
-    const std::string failure = player->play(path.toStdString());
+    // Only a regular file: opening a FIFO with no writer, or a device, would
+    // block the console before its window shows.
+    std::error_code status;
+    const std::filesystem::file_status type =
+        std::filesystem::status(std::filesystem::path(path.toStdString()), status);
+    const std::string failure =
+        std::filesystem::exists(type) && !std::filesystem::is_regular_file(type)
+            ? QStringLiteral("'%1' is not a regular file").arg(path).toStdString()
+            : player->play(path.toStdString());
     if (!failure.empty()) {
         if (error != nullptr)
             *error = QString::fromStdString(failure);

@@ -5,6 +5,7 @@
 // from the engine's waterfall history (levels 0.0 .. 3.0), newest first, and
 // are read with relaxed loads because the audio thread may be writing the
 // newest row while it is drawn.
+#include "console/FrequencyAxis.h"
 #include "console/SpectrumView.h"
 #include "console/TarnViewController.h"
 #include "log/TarnLog.h"
@@ -24,36 +25,6 @@ void glCheck(const char* callText) {
     const GLenum error = glGetError();
     if (error != GL_NO_ERROR)
         tarnLog("GLErr at %s %d\n", callText, static_cast<int>(error));
-}
-
-// The drawn span in Hz and its bins (for tuned frequencies of 500 .. 2500 Hz
-// every bin lies well inside the 1024-bin row). The zoomed bounds are one hertz above
-// the tap-to-tune spans (the display and the tap arithmetic differ by design).
-struct DrawSpan {
-    float low;
-    float high;
-    float lowF;
-    float highF;
-    int lowBin;
-    int highBin;
-    int n;
-};
-
-DrawSpan drawSpan(double frequency, bool zoomed, double halfWidth) {
-    DrawSpan span{};
-    if (zoomed) {
-        span.low = static_cast<float>(frequency - halfWidth + 1);
-        span.high = static_cast<float>(frequency + halfWidth + 1);
-    } else {
-        span.low = 501.0f;
-        span.high = 2501.0f;
-    }
-    span.lowF = span.low / 8000.0f * 1024.0f;
-    span.highF = span.high / 8000.0f * 1024.0f;
-    span.lowBin = static_cast<int>(span.lowF);
-    span.highBin = static_cast<int>(span.highF);
-    span.n = span.highBin - span.lowBin;
-    return span;
 }
 
 void commonSetup() {
@@ -90,10 +61,10 @@ void drawMarker(float x, const float (&colour)[4]) {
 
 // The tuned-frequency marker and two markers one PSK31 signal width
 // (32.768 Hz) apart around it.
-void drawMarkers(double frequency, const DrawSpan& span, const float (&tuned)[4],
+void drawMarkers(double frequency, const FrequencyAxis& axis, const float (&tuned)[4],
                  const float (&width)[4]) {
-    const float x0 = static_cast<float>((frequency - span.low) / (span.high - span.low));
-    const float w = 32.768f / (span.high - span.low);
+    const float x0 = axis.positionOf(frequency);
+    const float w = axis.widthOf(32.768f);
     drawMarker(x0, tuned);
     drawMarker(x0 - w / 2, width);
     drawMarker((x0 - w / 2) + w, width);
@@ -119,7 +90,10 @@ void TarnViewController::drawSpectrum(const QRectF&) {
     TarnData& engine = *theData();
     const double frequency = engine.frequency();
     clearBackground();
-    const DrawSpan span = drawSpan(frequency, displayZoomed, 64);
+    const FrequencyAxis axis = FrequencyAxis::forDrawing(frequency, 1, displayZoomed);
+    const int lowBin = axis.lowBin();
+    const int highBin = axis.highBin();
+    const int n = axis.binCount();
 
     // Mean of the newest 32 rows; the element one past the range stays zero
     // and gives the trace's last vertex its height.
@@ -127,15 +101,15 @@ void TarnViewController::drawSpectrum(const QRectF&) {
     std::array<float, tarn::kSpectrumSize> row;
     for (int r = 0; r < 32; ++r) {
         spectrumRowSource ? spectrumRowSource(r, row) : engine.copySpectrumRow(r, row);
-        for (int k = span.lowBin; k < span.highBin; ++k)
+        for (int k = lowBin; k < highBin; ++k)
             average[k] += row[k];
     }
-    for (int k = span.lowBin; k < span.highBin; ++k)
+    for (int k = lowBin; k < highBin; ++k)
         average[k] = static_cast<float>(average[k] * 0.03125);
 
-    float minimum = average[span.lowBin];
-    float maximum = average[span.lowBin];
-    for (int k = span.lowBin; k < span.highBin; ++k) {
+    float minimum = average[lowBin];
+    float maximum = average[lowBin];
+    for (int k = lowBin; k < highBin; ++k) {
         if (average[k] > maximum)
             maximum = average[k];
         if (average[k] < minimum)
@@ -143,16 +117,16 @@ void TarnViewController::drawSpectrum(const QRectF&) {
     }
     // Scale the strongest bin to the top, but never stretch levels below 1.0
     // to full height.
-    if (span.n > 0) {
+    if (n > 0) {
         const float top = maximum < 1.0f ? 1.0f : maximum;
-        for (int k = span.lowBin; k < span.highBin; ++k)
+        for (int k = lowBin; k < highBin; ++k)
             average[k] = (average[k] - minimum) / (top - minimum);
     }
 
     GLfloat points[tarn::kSpectrumSize * 2];
-    for (int i = 0; i <= span.n; ++i) {
-        points[2 * i] = static_cast<float>(i) / (span.highF - span.lowF);
-        points[2 * i + 1] = average[span.lowBin + i];
+    for (int i = 0; i <= n; ++i) {
+        points[2 * i] = axis.vertexX(i);
+        points[2 * i + 1] = average[lowBin + i];
     }
 
     commonSetup();
@@ -161,12 +135,12 @@ void TarnViewController::drawSpectrum(const QRectF&) {
     glDisableClientState(GL_COLOR_ARRAY);
     glCheck("glDisableClientState(GL_COLOR_ARRAY)");
 
-    drawMarkers(frequency, span, {1.0f, 1.0f, 1.0f, 1.0f}, {0.75f, 0.3f, 0.3f, 1.0f});
+    drawMarkers(frequency, axis, {1.0f, 1.0f, 1.0f, 1.0f}, {0.75f, 0.3f, 0.3f, 1.0f});
 
     glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
     glVertexPointer(2, GL_FLOAT, 0, points);
     glCheck("glVertexPointer(2, GL_FLOAT, 0, points)");
-    glDrawArrays(GL_LINE_STRIP, 0, span.n + 1);
+    glDrawArrays(GL_LINE_STRIP, 0, n + 1);
     glCheck("glDrawArrays(GL_LINE_STRIP, 0, p_size)");
 
     // Flat shading stays set in the context for every later frame.
@@ -182,7 +156,9 @@ void TarnViewController::drawSonogram(const QRectF& rect) {
     TarnData& engine = *theData();
     const double frequency = engine.frequency();
     clearBackground();
-    const DrawSpan span = drawSpan(frequency, displayZoomed, 256);
+    const FrequencyAxis axis = FrequencyAxis::forDrawing(frequency, 0, displayZoomed);
+    const int lowBin = axis.lowBin();
+    const int n = axis.binCount();
 
     commonSetup();
     glEnableClientState(GL_COLOR_ARRAY);
@@ -198,11 +174,11 @@ void TarnViewController::drawSonogram(const QRectF& rect) {
     for (int r = 0; r < rows; ++r) {
         spectrumRowSource ? spectrumRowSource(r, row) : engine.copySpectrumRow(r, row);
         rowFraction = static_cast<float>(r) / static_cast<float>(rows);
-        if (span.n < 0)
+        if (n < 0)
             continue;
-        for (int i = 0; i <= span.n; ++i) {
-            const float v = row[span.lowBin + i];
-            points[2 * i] = static_cast<float>(i) / (span.highF - span.lowF);
+        for (int i = 0; i <= n; ++i) {
+            const float v = row[lowBin + i];
+            points[2 * i] = axis.vertexX(i);
             points[2 * i + 1] = static_cast<float>(1.0 - rowFraction);
             // Black at 0, cyan with half red at 1.5, white at 3.0 and above.
             colors[4 * i] = static_cast<float>(std::min(v / 3.0, 1.0));
@@ -214,7 +190,7 @@ void TarnViewController::drawSonogram(const QRectF& rect) {
         glCheck("glVertexPointer(2, GL_FLOAT, 0, points)");
         glColorPointer(4, GL_FLOAT, 0, colors);
         glCheck("glColorPointer(4, GL_FLOAT, 0, colors)");
-        glDrawArrays(GL_LINE_STRIP, 0, span.n + 1);
+        glDrawArrays(GL_LINE_STRIP, 0, n + 1);
         glCheck("glDrawArrays(GL_LINE_STRIP, 0, p_size)");
     }
 
@@ -223,7 +199,7 @@ void TarnViewController::drawSonogram(const QRectF& rect) {
     glDisableClientState(GL_COLOR_ARRAY);
     glCheck("glDisableClientState(GL_COLOR_ARRAY)");
 
-    drawMarkers(frequency, span, {0.0f, 0.0f, 1.0f, 1.0f}, {1.0f, 1.0f, 1.0f, 1.0f});
+    drawMarkers(frequency, axis, {0.0f, 0.0f, 1.0f, 1.0f}, {1.0f, 1.0f, 1.0f, 1.0f});
 
     glDisableClientState(GL_VERTEX_ARRAY);
     glCheck("glDisableClientState(GL_VERTEX_ARRAY)");

@@ -23,8 +23,9 @@
 // properties, drainTextBuffer and spectrumLevel.
 #pragma once
 
+#include "console/FormFactor.h"
 #include "engine/TarnData.h"
-#include "settings/SettingsDelegate.h"
+#include "settings/AudioDeviceNames.h"
 
 #include <QMainWindow>
 #include <QPointF>
@@ -51,6 +52,7 @@ class QPlainTextEdit;
 class QTimer;
 class QToolBar;
 class LevelSlider;
+class MacroExpander;
 class MomentarySegmentedControl;
 class RecordingPlayer;
 class SettingsStore;
@@ -60,11 +62,7 @@ namespace Ui {
 class TarnViewController;
 }
 
-// The device's form factor: sets rounded corners, the squelch default and
-// the default output route.
-enum class FormFactor { phone = 0, tablet = 1 };
-
-class TarnViewController : public QMainWindow, public SettingsDelegate {
+class TarnViewController : public QMainWindow {
     Q_OBJECT
 
 public:
@@ -110,6 +108,11 @@ public:
     TarnData* theData();
     SettingsStore& settingsStore() { return store; }
     FormFactor formFactor() const { return deviceFormFactor; }
+    // Where the settings screen gets the audio devices it offers; without
+    // one it offers only the system default.
+    void setAudioDeviceSource(std::function<AudioDeviceNames()> source) {
+        audioDevices = std::move(source);
+    }
     // The audio file feeder behind "Play recording…".
     RecordingPlayer* recordingPlayer() const { return player.get(); }
     // Starts feeding an audio file into the receiver as if it came from the
@@ -122,7 +125,7 @@ public:
     void initSpectrumDisplay();
     void initializeToolbar();
     void enteredBackground();
-    void enteredForground();
+    void enteredForeground();
     void enterSetup();
     void initializeSettings();
     void initializeFromSettings();
@@ -176,12 +179,12 @@ public slots:
     void appendStringToInputString(const QString* string);
     void appendCharToInputString(uint32_t characterCode);
     void syncTxRx();
-    void doSynxTxRx();
-    // Opens the settings screen modally with the console as its delegate
-    // (Macros.cpp: creates the dialog, stores it in settingsDialog, shows it).
+    void doSyncTxRx();
+    // Opens the settings screen modally (Macros.cpp: creates the dialog,
+    // stores it in settingsDialog, shows it).
     void segueToConfig();
-    // The settings screen is done: close it and apply the settings.
-    void settingsFinished() override;
+    // The settings screen was accepted (and has closed): apply the settings.
+    void settingsFinished();
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
@@ -194,6 +197,8 @@ private:
     void connectControls();
     void applicationStateChanged(Qt::ApplicationState state);
     QTimer* startDisplayTimer();
+    // The escapes' values as they are now (settings and QSO field).
+    MacroExpander macroExpander();
     // Title and toolbar action follow the recording player (tick).
     void refreshPlayerStatus();
 
@@ -204,6 +209,7 @@ private:
     // The engine is built on the player: declared first, the player outlives it.
     std::unique_ptr<RecordingPlayer> player;
     std::unique_ptr<TarnData> _theData;
+    std::function<AudioDeviceNames()> audioDevices;
     SpectrumRowSource spectrumRowSource;
     // Connects the engine to the player; declared after it, so it goes first.
     std::unique_ptr<tarnaudio::EngineAudio> engineAudio;

@@ -1,5 +1,6 @@
 // Names of the audio devices the machine offers for the radio connection, as
 // the audio layer knows them, for the settings screen's device choosers.
+// Whoever opens the settings screen asks the audio layer and hands them over.
 #pragma once
 
 #include <QStringList>
@@ -8,7 +9,3 @@ struct AudioDeviceNames {
     QStringList inputs;  // devices with at least one input channel
     QStringList outputs; // devices with at least one output channel
 };
-
-// Asks the audio system for its devices. Nothing is listed (and a log line
-// says why) when the audio system cannot be started.
-AudioDeviceNames listAudioDevices();

@@ -1,6 +1,4 @@
-// The settings screen's device scan, through the audio layer's own listing so
-// that the names offered are exactly those it opens devices by.
-#include "settings/AudioDeviceList.h"
+#include "app/AudioDeviceList.h"
 
 #include "audio/AudioDevices.h"
 #include "log/TarnLog.h"
