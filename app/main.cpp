@@ -6,6 +6,7 @@
 #include "app/AudioDeviceList.h"
 #include "app/TarnAppDelegate.h"
 #include "console/TarnViewController.h"
+#include "packaging/TarnVersion.h"
 #include "settings/SettingsStore.h"
 
 #include <QApplication>
@@ -74,7 +75,7 @@ int main(int argc, char* argv[]) {
             return 0;
         }
         if (argument == "-v" || argument == "--version") {
-            std::puts("tarn-psk31-console 0.1.0");
+            std::printf("tarn-psk31-console %s\n", tarn::versionLine());
             return 0;
         }
     }
@@ -82,7 +83,8 @@ int main(int argc, char* argv[]) {
     // The application takes its own options (-geometry, -platform, ...) first.
     QApplication application(argc, argv);
     QApplication::setApplicationName("tarn-psk31");
-    QApplication::setApplicationVersion("0.1.0");
+    QApplication::setApplicationVersion(tarn::version());
+    QGuiApplication::setDesktopFileName("org.example.tarn_psk31"); // its desktop entry and icon
     parser.process(application);
 
     FormFactor formFactor = screenFormFactor();

@@ -1,23 +1,25 @@
 #include "scanner/EngineStages.h"
 
-#include "engine/TarnData.h"
+#include "engine/FFT.h"
+#include "engine/Filters.h"
 
-static_assert(sizeof(scanner::stages::Complex) == sizeof(TarnComplex));
+static_assert(sizeof(scanner::stages::Complex) == sizeof(tarn::Complex));
 
 namespace scanner::stages {
 
 const float* symbolFilter() {
-    return TarnData::secondStageCoefficients;
+    return tarn::secondStageCoefficients;
 }
 
 void makeTwiddles(Complex* table, int n) {
-    TarnData::initFFTCoefficients(reinterpret_cast<TarnComplex*>(table), n);
+    tarn::initFFTCoefficients(reinterpret_cast<tarn::Complex*>(table), n);
 }
 
 void fft(const Complex* input, Complex* output, const Complex* twiddles, int n, Complex* scratch) {
-    TarnData::computeFFT(
-        reinterpret_cast<const TarnComplex*>(input), reinterpret_cast<TarnComplex*>(output),
-        reinterpret_cast<const TarnComplex*>(twiddles), n, reinterpret_cast<TarnComplex*>(scratch));
+    tarn::computeFFT(reinterpret_cast<const tarn::Complex*>(input),
+                     reinterpret_cast<tarn::Complex*>(output),
+                     reinterpret_cast<const tarn::Complex*>(twiddles), n,
+                     reinterpret_cast<tarn::Complex*>(scratch));
 }
 
 } // namespace scanner::stages

@@ -1,6 +1,10 @@
 #!/usr/bin/env bash
 # Installs the Debian 12 packages the station needs to build, run and test,
-# skipping what is already there.
+# skipping what is already there. The last line is for installing: help2man
+# makes the manual pages, cpack's .deb takes its dependencies from
+# dpkg-shlibdeps (dpkg-dev), the validators check the desktop entry and
+# AppStream file, and scripts/package.sh tries the package in a debootstrap
+# chroot.
 set -euo pipefail
 
 packages=(
@@ -8,9 +12,11 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   libsndfile1-dev libsamplerate0-dev portaudio19-dev libasound2-dev libjack-jackd2-dev
   zlib1g-dev
+  libhamlib-dev libhamlib-utils
   qt6-base-dev qt6-base-dev-tools libqt6opengl6-dev libgl-dev libgl1-mesa-dri
   pulseaudio pulseaudio-utils libasound2-plugins alsa-utils
   xvfb xauth
+  help2man gzip dpkg-dev desktop-file-utils appstream debootstrap
 )
 
 missing=()

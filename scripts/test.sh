@@ -14,3 +14,10 @@ ctest --preset release -j2 --timeout 600
 cmake --preset tsan >/dev/null
 cmake --build --preset tsan --target test_threads test_spectrum_threads
 ctest --preset tsan -R '^(Threads|SpectrumThreads)\.' --timeout 600
+
+# The Debian package: built with cpack, then (as root) installed with apt-get
+# into a clean Debian 12 chroot, run, validated and removed again. About two
+# minutes, most of it apt fetching the package's dependencies; the first run
+# on a machine adds about a minute to make the chroot's base system, which is
+# kept in /var/cache/tarn-psk31. Without root the package is only built.
+scripts/package.sh

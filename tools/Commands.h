@@ -11,6 +11,7 @@
     X("devices", devicesCommand, "list the audio inputs and outputs")                              \
     X("listen", listenCommand, "decode live from an audio input to standard output")               \
     X("send", sendCommand, "play one message on an audio output")                                  \
+    X("rigs", rigsCommand, "list the radio models Hamlib controls")                                \
     X("spectrum", spectrumCommand, "draw a recording's waterfall as a PNG picture")                \
     X("log", logCommand, "add to, list, export, import and check the station log")               \
     X("scan", scanCommand, "decode every PSK31 station in a recording's band at once")

@@ -1,5 +1,6 @@
 // tarn-psk31: the station's command-line tool. Dispatches the first argument
 // to its command (see Commands.h for the list).
+#include "packaging/TarnVersion.h"
 #include "tools/CommandLine.h"
 #include "tools/Commands.h"
 
@@ -28,7 +29,9 @@ void printUsage(std::FILE* out) {
     for (const Command& command : commands) {
         std::fprintf(out, "  %-10s %s\n", command.name, command.summary);
     }
-    std::fputs("\n'tarn-psk31 COMMAND --help' describes a command's options.\n", out);
+    std::fputs("\n'tarn-psk31 COMMAND --help' describes a command's options;\n"
+               "'tarn-psk31 --version' shows the version and source commit.\n",
+               out);
 }
 
 } // namespace
@@ -39,6 +42,10 @@ int main(int argc, char** argv) {
         return cli::kExitUsage;
     }
     const std::string_view word = argv[1];
+    if (word == "--version") {
+        std::printf("tarn-psk31 %s\n", tarn::versionLine());
+        return cli::kExitOk;
+    }
     if (word == "--help" || word == "-h" || word == "help") {
         if (word == "help" && argc > 2) {
             // "help decode" is "decode --help".
