@@ -36,7 +36,7 @@ double FrequencyScale::tickStep() const {
     const FrequencyAxis span = axis();
     const double hertz = static_cast<double>(span.high() - span.low());
     for (const double step : {5.0, 20.0, 100.0, 500.0})
-        if (step * 20.0 >= hertz && width() * step / hertz >= kLeastTickSpacing)
+        if (step * 30.0 >= hertz && width() * step / hertz >= kLeastTickSpacing)
             return step;
     return hertz / width() * kLeastTickSpacing > 100.0 ? 500.0 : 100.0;
 }
