@@ -2,6 +2,7 @@
 #include "console/TarnViewController.h"
 #include "audio/EngineAudio.h"
 
+#include "console/ConsoleFeatures.h"
 #include "console/ConsoleWidgets.h"
 #include "console/RecordingPlayer.h"
 #include "console/SpectrumView.h"
@@ -41,6 +42,8 @@ TarnViewController::TarnViewController(AudioPlatform& platform, SettingsStore& s
     ui->macroToolbar->addWidget(txLabel)->setVisible(false);
     connectControls();
     viewDidLoad();
+    // Frequency scale, Auto squelch, keys, fonts and the settings' Display group.
+    new ConsoleFeatures(*this);
 }
 
 TarnViewController::~TarnViewController() {

@@ -19,6 +19,13 @@ const QString kLocation = QStringLiteral("location");
 const QString kForceOutputToSpeaker = QStringLiteral("forceOutputToSpeaker");
 const QString kRadioInputDevice = QStringLiteral("radioInputDevice");
 const QString kRadioOutputDevice = QStringLiteral("radioOutputDevice");
+const QString kAutoSquelch = QStringLiteral("autoSquelch");
+const QString kAutoSquelchMarginDb = QStringLiteral("autoSquelchMarginDb");
+const QString kTheme = QStringLiteral("theme");
+const QString kReceiveFontFamily = QStringLiteral("receiveFontFamily");
+const QString kReceiveFontSize = QStringLiteral("receiveFontSize");
+const QString kOperatorName = QStringLiteral("operatorName");
+constexpr double kDefaultMarginDb = 1.5;
 // What the settings screen shows for "no particular device"; stored by hand,
 // it means the same as the empty text.
 const QString kSystemDefaultDevice = QStringLiteral("System default");
@@ -32,7 +39,8 @@ QString textKey(int n) {
 
 bool isTextKey(const QString& key) {
     if (key == kCallsign || key == kLocation || key == kRadioInputDevice ||
-        key == kRadioOutputDevice)
+        key == kRadioOutputDevice || key == kTheme || key == kReceiveFontFamily ||
+        key == kOperatorName)
         return true;
     for (int n = 1; n <= SettingsStore::kMacroCount; ++n)
         if (key == nameKey(n) || key == textKey(n))
@@ -41,7 +49,8 @@ bool isTextKey(const QString& key) {
 }
 
 bool isKnownKey(const QString& key) {
-    return key == kForceOutputToSpeaker || isTextKey(key);
+    return key == kForceOutputToSpeaker || key == kAutoSquelch || key == kAutoSquelchMarginDb ||
+           key == kReceiveFontSize || isTextKey(key);
 }
 
 QString defaultFileName() {
@@ -186,6 +195,50 @@ QString SettingsStore::radioOutputDevice() const {
 }
 void SettingsStore::setRadioOutputDevice(const QString& name) {
     values.insert(kRadioOutputDevice, name);
+}
+
+bool SettingsStore::autoSquelch() const {
+    return values.value(kAutoSquelch, false).toBool();
+}
+void SettingsStore::setAutoSquelch(bool on) {
+    values.insert(kAutoSquelch, on);
+}
+double SettingsStore::autoSquelchMarginDb() const {
+    bool ok = false;
+    const double value = values.value(kAutoSquelchMarginDb, kDefaultMarginDb).toDouble(&ok);
+    return ok ? value : kDefaultMarginDb;
+}
+void SettingsStore::setAutoSquelchMarginDb(double decibels) {
+    values.insert(kAutoSquelchMarginDb, decibels);
+}
+QString SettingsStore::theme() const {
+    const QString value = text(kTheme).value_or(QString());
+    return value == QStringLiteral("light") || value == QStringLiteral("dark")
+               ? value
+               : QStringLiteral("system");
+}
+void SettingsStore::setTheme(const QString& theme) {
+    values.insert(kTheme, theme);
+}
+QString SettingsStore::receiveFontFamily() const {
+    return text(kReceiveFontFamily).value_or(QString());
+}
+void SettingsStore::setReceiveFontFamily(const QString& family) {
+    values.insert(kReceiveFontFamily, family);
+}
+int SettingsStore::receiveFontSize() const {
+    bool ok = false;
+    const int value = values.value(kReceiveFontSize, 0).toInt(&ok);
+    return ok && value > 0 ? value : 0;
+}
+void SettingsStore::setReceiveFontSize(int points) {
+    values.insert(kReceiveFontSize, points);
+}
+std::optional<QString> SettingsStore::operatorName() const {
+    return text(kOperatorName);
+}
+void SettingsStore::setOperatorName(const QString& name) {
+    values.insert(kOperatorName, name);
 }
 
 void SettingsStore::fillInDefaults() {

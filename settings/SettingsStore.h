@@ -50,6 +50,27 @@ public:
     QString radioOutputDevice() const;
     void setRadioOutputDevice(const QString& name);
 
+    // Console look and helpers, all off or as before unless the operator
+    // sets them:
+    // "autoSquelch": the squelch follows the noise (default false).
+    bool autoSquelch() const;
+    void setAutoSquelch(bool on);
+    // "autoSquelchMarginDb": how far above the noise it sits, dB (default 1.5).
+    double autoSquelchMarginDb() const;
+    void setAutoSquelchMarginDb(double decibels);
+    // "theme": "system" (default), "light" or "dark".
+    QString theme() const;
+    void setTheme(const QString& theme);
+    // "receiveFontFamily" and "receiveFontSize" (points) of the received
+    // text; empty and 0 (the defaults) keep the system's font.
+    QString receiveFontFamily() const;
+    void setReceiveFontFamily(const QString& family);
+    int receiveFontSize() const;
+    void setReceiveFontSize(int points);
+    // "operatorName": the operator's name (asked for on the first run).
+    std::optional<QString> operatorName() const;
+    void setOperatorName(const QString& name);
+
     // The first-run rule: a missing call sign gets "Please Edit" (and then
     // forceOutputToSpeaker false), each missing macro title and text its
     // default. Present values, also empty ones, stay; "location" is left alone.
