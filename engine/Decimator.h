@@ -27,8 +27,8 @@ public:
             return false;
         }
         count_ = 0;
-        outI = doFIRFilter(ringI_, index_, kRing, firstStageCoefficients, kFilterTaps);
-        outQ = doFIRFilter(ringQ_, index_, kRing, firstStageCoefficients, kFilterTaps);
+        doFIRFilterPair(ringI_, ringQ_, index_, kRing, firstStageCoefficients, kFilterTaps, outI,
+                        outQ);
         return true;
     }
 

@@ -27,8 +27,10 @@ public:
     // The filter's output ending just before ring position `end` (which may
     // be negative by up to 1023, counting back from the newest).
     Complex filtered(int32_t end) const {
-        return Complex{doFIRFilter(ringI_, end, kRing, secondStageCoefficients, kFilterTaps),
-                       doFIRFilter(ringQ_, end, kRing, secondStageCoefficients, kFilterTaps)};
+        Complex out;
+        doFIRFilterPair(ringI_, ringQ_, end, kRing, secondStageCoefficients, kFilterTaps, out.re,
+                        out.im);
+        return out;
     }
 
     // Power of the sample at ring position `at`, 0 .. 1023.
