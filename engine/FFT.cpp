@@ -69,29 +69,37 @@ void stage(float* re, float* im, int n, int m, const float* wr, const float* wi)
     }
 }
 
-// The same stage for small blocks (m = 2 or 4): one twiddle at a time over
-// every block, so that the loop runs long enough to do several at once.
-void smallStage(float* re, float* im, int n, int m, const float* wr, const float* wi) {
-    const int half = m / 2;
-    const int blocks = n / m;
-    for (int k = 0; k < half; ++k) {
-        const float w0 = wr[k];
-        const float w1 = wi[k];
-        float* er = re + k;
-        float* ei = im + k;
-        float* odr = er + half;
-        float* odi = ei + half;
-        for (int j = 0; j < blocks; ++j) {
-            const int at = j * m;
-            const float tr = w0 * odr[at] - w1 * odi[at];
-            const float ti = w1 * odr[at] + w0 * odi[at];
-            const float xr = er[at];
-            const float xi = ei[at];
-            er[at] = xr + tr;
-            ei[at] = xi + ti;
-            odr[at] = xr - tr;
-            odi[at] = xi - ti;
-        }
+// Butterfly: t = w·b, then a + t and a - t, in the recursion's order.
+struct Pair {
+    Complex sum;
+    Complex difference;
+};
+inline Pair butterfly(Complex a, Complex b, Complex w) {
+    const float tr = w.re * b.re - w.im * b.im;
+    const float ti = w.im * b.re + w.re * b.im;
+    return Pair{Complex{a.re + tr, a.im + ti}, Complex{a.re - tr, a.im - ti}};
+}
+
+// The first two stages (blocks of 2, then of 4) straight from the
+// bit-reversed input, four values at a time in registers.
+void firstStages(const Complex* input, const uint16_t* order, float* re, float* im, int n,
+                 const Complex* twiddles) {
+    const Complex w2 = twiddles[0];      // e^0 for blocks of 2
+    const Complex w40 = twiddles[0];     // e^0 for blocks of 4
+    const Complex w41 = twiddles[n / 4]; // e^(-jπ/2)
+    for (int j = 0; j < n; j += 4) {
+        const Pair low = butterfly(input[order[j]], input[order[j + 1]], w2);
+        const Pair high = butterfly(input[order[j + 2]], input[order[j + 3]], w2);
+        const Pair even = butterfly(low.sum, high.sum, w40);
+        const Pair odd = butterfly(low.difference, high.difference, w41);
+        re[j] = even.sum.re;
+        im[j] = even.sum.im;
+        re[j + 1] = odd.sum.re;
+        im[j + 1] = odd.sum.im;
+        re[j + 2] = even.difference.re;
+        im[j + 2] = even.difference.im;
+        re[j + 3] = odd.difference.re;
+        im[j + 3] = odd.difference.im;
     }
 }
 
@@ -110,25 +118,27 @@ void computeFFT(const Complex* input, Complex* output, const Complex* twiddles, 
     float* re = &scratch[0].re;
     float* im = re + n;
     const uint16_t* order = bitReversal(bits);
-    for (int i = 0; i < n; ++i) {
-        const Complex x = input[order[i]];
-        re[i] = x.re;
-        im[i] = x.im;
+    int m = 2;
+    if (n >= 4) {
+        firstStages(input, order, re, im, n, twiddles);
+        m = 8;
+    } else {
+        for (int i = 0; i < n; ++i) {
+            const Complex x = input[order[i]];
+            re[i] = x.re;
+            im[i] = x.im;
+        }
     }
-    // Each stage's twiddles, gathered from the table made for n.
+    // Each later stage's twiddles, gathered from the table made for n.
     float wr[512];
     float wi[512];
-    for (int m = 2; m <= n; m *= 2) {
+    for (; m <= n; m *= 2) {
         const int stride = n / m;
         for (int k = 0; k < m / 2; ++k) {
             wr[k] = twiddles[k * stride].re;
             wi[k] = twiddles[k * stride].im;
         }
-        if (m <= 4) {
-            smallStage(re, im, n, m, wr, wi);
-        } else {
-            stage(re, im, n, m, wr, wi);
-        }
+        stage(re, im, n, m, wr, wi);
     }
     for (int i = 0; i < n; ++i) {
         output[i] = Complex{re[i], im[i]};
