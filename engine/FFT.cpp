@@ -49,23 +49,44 @@ const uint16_t* bitReversal(int bits) {
 
 // One stage: blocks of m values, butterflies k and k + m/2 with twiddle
 // w[k]; re and im hold n values each.
-void stage(float* re, float* im, int n, int m, const float* wr, const float* wi) {
+template <int Half>
+void butterflies(float* __restrict er, float* __restrict ei, float* __restrict odr,
+                 float* __restrict odi, const float* __restrict wr, const float* __restrict wi,
+                 int half) {
+    const int count = Half > 0 ? Half : half;
+    for (int k = 0; k < count; ++k) {
+        const float tr = wr[k] * odr[k] - wi[k] * odi[k];
+        const float ti = wi[k] * odr[k] + wr[k] * odi[k];
+        const float xr = er[k];
+        const float xi = ei[k];
+        er[k] = xr + tr;
+        ei[k] = xi + ti;
+        odr[k] = xr - tr;
+        odi[k] = xi - ti;
+    }
+}
+
+// The block size known when compiling (Half > 0) lets the butterflies of a
+// short block run without loop overhead; 0 is any size.
+template <int Half>
+void blocks(float* re, float* im, int n, int m, const float* wr, const float* wi) {
     const int half = m / 2;
     for (int block = 0; block < n; block += m) {
-        float* er = re + block;
-        float* ei = im + block;
-        float* odr = er + half;
-        float* odi = ei + half;
-        for (int k = 0; k < half; ++k) {
-            const float tr = wr[k] * odr[k] - wi[k] * odi[k];
-            const float ti = wi[k] * odr[k] + wr[k] * odi[k];
-            const float xr = er[k];
-            const float xi = ei[k];
-            er[k] = xr + tr;
-            ei[k] = xi + ti;
-            odr[k] = xr - tr;
-            odi[k] = xi - ti;
-        }
+        butterflies<Half>(re + block, im + block, re + block + half, im + block + half, wr, wi,
+                          half);
+    }
+}
+
+void stage(float* re, float* im, int n, int m, const float* wr, const float* wi) {
+    switch (m) {
+    case 8:
+        blocks<4>(re, im, n, m, wr, wi);
+        break;
+    case 16:
+        blocks<8>(re, im, n, m, wr, wi);
+        break;
+    default:
+        blocks<0>(re, im, n, m, wr, wi);
     }
 }
 
