@@ -1,9 +1,6 @@
-// PSK31 rendering of a whole message into one block of 8000 Hz float
-// samples: 256 samples per symbol at the tuned carrier (amplitude 0.5), the
-// phase inverted for a '0' symbol and kept for a '1', with a sin² envelope
-// through zero around every reversal. Runs on the sending thread while the
-// output is stopped.
-#include "engine/Engine.h"
+#include "engine/Modulator.h"
+
+#include "varicode/varicode.h"
 
 #include <cmath>
 #include <cstdint>
@@ -16,6 +13,9 @@ namespace tarn {
 
 namespace {
 
+constexpr double kTwoPi = 6.283185307179586;
+constexpr int32_t kSampleRate = 8000; // Hz
+
 constexpr int32_t kSamplesPerSymbol = 256;
 constexpr int32_t kHalfSymbol = 128;
 constexpr int32_t kIdleSymbols = 8;                // idle reversals before and after the text
@@ -26,11 +26,11 @@ constexpr double kAmplitude = 0.5;
 // been sent.
 constexpr double kOffset = 0.1;
 
-// Renders `symbols` ('0' = reversal, '1' = none) at `frequency` (Hz, read
-// afresh for every sample). The carrier's phase is the sample number from the
+// Renders `symbols` ('0' = reversal, '1' = none) at `frequency` Hz. The
+// carrier's phase is the sample number from the
 // start of the message, so it runs on across symbols and every message
 // starts at phase 0.
-std::vector<float> renderSymbols(const std::atomic<double>& frequency, const std::string& symbols) {
+std::vector<float> renderSymbols(double frequency, const std::string& symbols) {
     // The sample count is a 32-bit signed value; refuse before allocating.
     if (symbols.size() >
         static_cast<size_t>(std::numeric_limits<int32_t>::max() / kSamplesPerSymbol)) {
@@ -57,8 +57,7 @@ std::vector<float> renderSymbols(const std::atomic<double>& frequency, const std
                 const double s = std::sin(k * kShapeStep);
                 envelope = s * s;
             }
-            // Read for every sample: the tuned frequency as it stands.
-            const double f = frequency.load(std::memory_order_relaxed);
+            const double f = frequency;
             block[static_cast<size_t>(n)] = static_cast<float>(
                 envelope *
                 (sign * std::sin(n * (f * kTwoPi) / kSampleRate) * kAmplitude + kOffset));
@@ -70,15 +69,14 @@ std::vector<float> renderSymbols(const std::atomic<double>& frequency, const std
 
 } // namespace
 
-std::vector<float> Engine::renderString(std::u16string_view message) const {
-    return renderSymbols(_frequency,
-                         varicodeParser.renderVaricodeString(kIdleSymbols, message, kIdleSymbols));
+std::vector<float> Modulator::render(std::u16string_view text, double frequency) {
+    const varicode codec;
+    return renderSymbols(frequency, codec.renderVaricodeString(kIdleSymbols, text, kIdleSymbols));
 }
 
-// One character code per byte, the byte taken as unsigned (0 .. 255).
-std::vector<float> Engine::renderString(std::string_view message) const {
-    return renderSymbols(_frequency,
-                         varicodeParser.renderVaricodeString(kIdleSymbols, message, kIdleSymbols));
+std::vector<float> Modulator::render(std::string_view text, double frequency) {
+    const varicode codec;
+    return renderSymbols(frequency, codec.renderVaricodeString(kIdleSymbols, text, kIdleSymbols));
 }
 
 } // namespace tarn
