@@ -17,13 +17,9 @@ namespace audiofile {
 
 namespace {
 
-std::string quotedPath(const std::string& path) {
-    return "'" + path + "'";
-}
-
 AudioFileError writeError(const std::string& path, const std::string& reason) {
     return AudioFileError{AudioFileError::Kind::unwritable,
-                          "cannot write " + quotedPath(path) + ": " + reason};
+                          "cannot write " + quotedName(path) + ": " + reason};
 }
 
 // Distinguishes temporary files of concurrent writers in one process.

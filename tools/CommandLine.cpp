@@ -1,5 +1,7 @@
 #include "tools/CommandLine.h"
 
+#include "audiofile/AudioFile.h"
+
 #include <cctype>
 #include <cerrno>
 #include <cmath>
@@ -124,13 +126,7 @@ void warnIfFrequencyClamped(std::string_view command, double frequency) {
 }
 
 std::string quoted(std::string_view value) {
-    std::string result = "'";
-    for (const char c : value) {
-        // Control characters would break the one-line report.
-        result += (static_cast<unsigned char>(c) < 32) ? '?' : c;
-    }
-    result += '\'';
-    return result;
+    return audiofile::quotedName(value);
 }
 
 } // namespace cli

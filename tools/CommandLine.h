@@ -60,7 +60,8 @@ void reportError(std::string_view command, std::string_view message);
 // Warns on stderr when a carrier frequency lies outside what the engine
 // tunes to (500 .. 2500 Hz); the engine then uses the nearer limit.
 void warnIfFrequencyClamped(std::string_view command, double frequency);
-// Quotes a value for an error line: 'value'.
+// Quotes a value or file name for an error line as the shell would read it
+// back: 'value', 'no'$'\n''such' (audiofile::quotedName).
 std::string quoted(std::string_view value);
 
 } // namespace cli

@@ -228,6 +228,16 @@ int runDecode(const DecodeOptions& options, std::string_view command, const Deco
     }
     const InterruptGuard interruptGuard;
     ProgressLine progress("decoding " + options.input, reader.expectedSamples());
+    // Said once, when the run ends: samples that were not finite numbers.
+    auto reportCleaned = [&] {
+        if (const int64_t cleaned = reader.cleanedSamples()) {
+            reportError(command, "warning: " + quoted(options.input) + ": " +
+                                     std::to_string(cleaned) +
+                                     (cleaned == 1 ? " sample was" : " samples were") +
+                                     " not a finite number (NaN taken as 0, infinity as "
+                                     "+-1.0)");
+        }
+    };
     std::vector<float> block(tarn::kInputBlockSamples);
     for (;;) {
         // Blocks are exactly 2000 samples except the last.
@@ -265,11 +275,13 @@ int runDecode(const DecodeOptions& options, std::string_view command, const Deco
         if (const int signal = InterruptGuard::received()) {
             // Stopped by the user: the unfinished trace is removed.
             progress.finish();
+            reportCleaned();
             closeTrace();
             return 128 + signal;
         }
     }
     progress.finish();
+    reportCleaned();
 
     if (trace) {
         const bool flushed = std::fflush(trace) == 0 && !std::ferror(trace);

@@ -2,7 +2,7 @@
 // recordings in other formats, the trace, retuning, and bad input.
 #include "audiofile/AudioFile.h"
 
-#include "tests/support/ScratchDirectoryTest.h"
+#include "tests/tools/CliTest.h"
 
 #include <gtest/gtest.h>
 #include <sndfile.h>
@@ -19,57 +19,6 @@
 namespace fs = std::filesystem;
 
 namespace {
-
-struct Outcome {
-    int status;
-    std::string out;
-    std::string err;
-};
-
-std::string slurp(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-size_t countOf(const std::string& text, const std::string& part) {
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
-        ++count;
-    }
-    return count;
-}
-
-// libsndfile's view of a file: format, rate and channel count.
-std::tuple<int, int, int> described(const std::string& file) {
-    SF_INFO info{};
-    if (SNDFILE* opened = sf_open(file.c_str(), SFM_READ, &info)) {
-        sf_close(opened);
-    }
-    return {info.format, info.samplerate, info.channels};
-}
-
-class CliTest : public ScratchDirectoryTest {
-protected:
-    // Runs the program with `arguments` (each passed exactly, through the
-    // shell's single quotes), `input` on its standard input.
-    Outcome run(const std::vector<std::string>& arguments, const std::string& input = "") const {
-        std::ofstream(path(".in"), std::ios::binary) << input;
-        std::string line = "'" TARN_PSK31_PROGRAM "'";
-        for (const std::string& argument : arguments) {
-            line += " '" + std::regex_replace(argument, std::regex("'"), "'\\''") + "'";
-        }
-        line += " <" + path(".in") + " >" + path(".out") + " 2>" + path(".err");
-        const int status = std::system(line.c_str());
-        Outcome result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(path(".out")),
-                       slurp(path(".err"))};
-        for (const char* name : {".in", ".out", ".err"}) {
-            fs::remove(path(name));
-        }
-        return result;
-    }
-};
 
 TEST_F(CliTest, EncodedTextDecodesToTheSameBytes) {
     // Controls and bytes beyond ASCII come back exactly as they were sent.
