@@ -147,4 +147,34 @@ private:
     int descriptor = -1;
 };
 
+// A mono 8000 Hz WAV file written piece by piece, so that a long signal
+// never needs a second copy in memory; like writeWavFile it appears whole
+// on commit() or not at all (destruction without commit removes it).
+class WavWriter {
+public:
+    WavWriter() = default;
+    ~WavWriter();
+    WavWriter(const WavWriter&) = delete;
+    WavWriter& operator=(const WavWriter&) = delete;
+
+    // Creates the temporary file beside `path` (see AtomicFile::create).
+    std::optional<AudioFileError> create(const std::string& path, SampleFormat format);
+    // Appends `count` samples; fails past maxWavSamples(format) in all.
+    std::optional<AudioFileError> write(const float* samples, int64_t count);
+    // Completes the header, flushes to disk and renames into place.
+    std::optional<AudioFileError> commit();
+    // Removes the unfinished file now.
+    void discard();
+
+private:
+    std::string path;
+    SampleFormat format = SampleFormat::float32;
+    int64_t written = 0;
+    struct SndFileCloser {
+        void operator()(void* file) const;
+    };
+    std::unique_ptr<void, SndFileCloser> file; // the open SNDFILE
+    AtomicFile output;
+};
+
 } // namespace audiofile

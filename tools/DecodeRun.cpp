@@ -190,6 +190,12 @@ bool DecodeSession::writeTraceLine() {
 }
 
 int runDecode(const DecodeOptions& options, std::string_view command, const DecodeHooks& hooks) {
+    if (auto clash = findSameFile({options.input}, {options.tracePath})) {
+        return reportUsageError(command, *clash);
+    }
+    // Covers the opening too, so that a stop signal never leaves the trace's
+    // temporary file behind.
+    const InterruptGuard interruptGuard;
     auto opened = audiofile::AudioFileReader::open(options.input, options.channel);
     if (!opened) {
         return reportUsageError(command, opened.error().message);
@@ -226,7 +232,6 @@ int runDecode(const DecodeOptions& options, std::string_view command, const Deco
         reportError(command, "the receiver could not be started");
         return kExitFailure;
     }
-    const InterruptGuard interruptGuard;
     ProgressLine progress("decoding " + options.input, reader.expectedSamples());
     // Said once, when the run ends: samples that were not finite numbers.
     auto reportCleaned = [&] {
@@ -282,6 +287,10 @@ int runDecode(const DecodeOptions& options, std::string_view command, const Deco
     }
     progress.finish();
     reportCleaned();
+    if (const int signal = InterruptGuard::received()) {
+        closeTrace();
+        return 128 + signal;
+    }
 
     if (trace) {
         const bool flushed = std::fflush(trace) == 0 && !std::ferror(trace);

@@ -12,8 +12,8 @@
 #pragma once
 
 #include "engine/AudioPlatform.h"
-#include "tools/CommandLine.h"
 #include "engine/TarnData.h"
+#include "tools/CommandLine.h"
 
 #include <cstdint>
 #include <cstdio>

@@ -1,10 +1,12 @@
 // tarn-psk31 encode: text in, the PSK31 signal the station would transmit out,
 // as an 8000 Hz mono WAV file.
 #include "audiofile/AudioFile.h"
-#include "tools/CommandLine.h"
 #include "engine/TarnData.h"
+#include "tools/CommandLine.h"
+#include "tools/Interrupt.h"
 #include "varicode/varicode.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cmath>
@@ -73,6 +75,48 @@ int64_t countSymbols(const std::string& text) {
         symbols += static_cast<int64_t>(std::strlen(varicode::pattern(c))) + 4;
     }
     return symbols;
+}
+
+// Writes `leadIn` samples of silence and then the rendered block, with
+// white Gaussian noise of RMS `noiseRms` (seeded by `seed`) added to every
+// sample, one piece at a time: nothing beyond the rendered block grows with
+// the text. The noise comes in sample order from one generator, so a piece
+// size never changes a sample. Returns the exit status when it stopped.
+std::optional<int> writeRecording(audiofile::WavWriter& writer, const float* rendered,
+                                  int64_t count, int64_t leadIn, double noiseRms, uint32_t seed) {
+    constexpr int64_t kPiece = 1 << 16; // samples
+    std::vector<float> piece(static_cast<size_t>(kPiece));
+    std::mt19937 generator(seed);
+    std::normal_distribution<double> noise(0.0, noiseRms);
+    const int64_t total = leadIn + count;
+    for (int64_t done = 0; done < total;) {
+        if (const int signal = InterruptGuard::received()) {
+            return 128 + signal;
+        }
+        const int64_t size = std::min(kPiece, done < leadIn ? leadIn - done : total - done);
+        const float* samples = piece.data();
+        if (done < leadIn) {
+            std::fill_n(piece.begin(), size, 0.0f);
+        } else if (noiseRms > 0.0) {
+            std::copy_n(rendered + (done - leadIn), size, piece.begin());
+        } else {
+            samples = rendered + (done - leadIn);
+        }
+        if (noiseRms > 0.0) {
+            for (int64_t i = 0; i < size; ++i) {
+                piece[static_cast<size_t>(i)] =
+                    static_cast<float>(piece[static_cast<size_t>(i)] + noise(generator));
+            }
+        }
+        if (auto error = writer.write(samples, size)) {
+            if (const int signal = InterruptGuard::received()) {
+                return 128 + signal;
+            }
+            return reportUsageError(kCommand, error->message);
+        }
+        done += size;
+    }
+    return std::nullopt;
 }
 
 } // namespace
@@ -156,6 +200,20 @@ int encodeCommand(int argc, char** argv) {
     if (text && !textFile.empty()) {
         return reportUsageError(kCommand, "--text and --text-file cannot both be given");
     }
+    const bool fromStandardInput = !text && textFile.empty();
+    if (auto clash = findSameFile({textFile}, {output}, fromStandardInput)) {
+        return reportUsageError(kCommand, *clash);
+    }
+
+    // From here on a stop signal ends the command between steps, and the
+    // unfinished output goes with the writer.
+    const InterruptGuard interruptGuard;
+    // Created before the text is read or rendered, so that an unwritable
+    // place is reported at once.
+    audiofile::WavWriter writer;
+    if (auto error = writer.create(output, format)) {
+        return reportUsageError(kCommand, error->message);
+    }
 
     if (!text) {
         text.emplace();
@@ -168,6 +226,9 @@ int encodeCommand(int argc, char** argv) {
             const bool ok = readText(in, kMaxTextBytes, *text);
             const int error = errno;
             std::fclose(in);
+            if (const int signal = InterruptGuard::received()) {
+                return 128 + signal;
+            }
             if (!ok) {
                 return reportUsageError(kCommand, "cannot read " + quoted(textFile) + ": " +
                                                       std::strerror(error));
@@ -178,7 +239,11 @@ int encodeCommand(int argc, char** argv) {
                            "Ctrl-D\n",
                            stderr);
             }
-            if (!readText(stdin, kMaxTextBytes, *text)) {
+            const bool ok = readText(stdin, kMaxTextBytes, *text);
+            if (const int signal = InterruptGuard::received()) {
+                return 128 + signal;
+            }
+            if (!ok) {
                 return reportUsageError(kCommand, std::string("cannot read standard input: ") +
                                                       std::strerror(errno));
             }
@@ -220,27 +285,16 @@ int encodeCommand(int argc, char** argv) {
         return reportUsageError(kCommand, "not enough memory to render " + std::to_string(symbols) +
                                               " symbols");
     }
+    if (const int signal = InterruptGuard::received()) {
+        return 128 + signal;
+    }
     const float* rendered = engine->renderedAudio.load();
     const int64_t count = engine->renderedAudioSize.load();
-
-    const float* samples = rendered;
-    int64_t total = count;
-    std::vector<float> recording;
-    if (noiseRms > 0.0 || leadInSamples > 0) {
-        recording.assign(static_cast<size_t>(leadInSamples), 0.0f);
-        recording.insert(recording.end(), rendered, rendered + count);
-        if (noiseRms > 0.0) {
-            std::mt19937 generator(seed);
-            std::normal_distribution<double> noise(0.0, noiseRms);
-            for (float& sample : recording) {
-                sample = static_cast<float>(sample + noise(generator));
-            }
-        }
-        samples = recording.data();
-        total = static_cast<int64_t>(recording.size());
+    if (const std::optional<int> status =
+            writeRecording(writer, rendered, count, leadInSamples, noiseRms, seed)) {
+        return *status;
     }
-
-    if (auto error = audiofile::writeWavFile(output, samples, total, format)) {
+    if (auto error = writer.commit()) {
         return reportUsageError(kCommand, error->message);
     }
     return kExitOk;

@@ -1,10 +1,10 @@
 // tarn-psk31 listen: live receive from an audio input, text to standard
 // output as it is decoded, until Ctrl-C or SIGTERM.
 #include "audio/AudioDevices.h"
+#include "audio/PortAudioPlatform.h"
 #include "tools/CommandLine.h"
 #include "tools/DecodeRun.h"
 #include "tools/Interrupt.h"
-#include "audio/PortAudioPlatform.h"
 
 #include <chrono>
 #include <cstdio>

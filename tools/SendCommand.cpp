@@ -1,10 +1,10 @@
 // tarn-psk31 send: one message on the air through an audio output, as the
 // console sends it; returns when it has been played.
 #include "audio/AudioDevices.h"
-#include "tools/CommandLine.h"
-#include "tools/Interrupt.h"
 #include "audio/PortAudioPlatform.h"
 #include "engine/TarnData.h"
+#include "tools/CommandLine.h"
+#include "tools/Interrupt.h"
 
 #include <cerrno>
 #include <chrono>

@@ -56,7 +56,7 @@ class CliTest : public ScratchDirectoryTest {
 protected:
     // Runs the program with `arguments` (each passed exactly, through the
     // shell's single quotes), `input` on its standard input. `prefix` is
-    // shell text run first in the same subshell (e.g. a ulimit).
+    // shell text run first in the same subshell (a ulimit, another stdin).
     Outcome run(const std::vector<std::string>& arguments, const std::string& input = "",
                 const std::string& prefix = "") const {
         std::ofstream(path(".in"), std::ios::binary) << input;
@@ -64,7 +64,7 @@ protected:
         for (const std::string& argument : arguments) {
             line += " " + shellWord(argument);
         }
-        line += " <" + path(".in") + " >" + path(".out") + " 2>" + path(".err") + ")";
+        line += " >" + path(".out") + " 2>" + path(".err") + ") <" + path(".in");
         const int status = std::system(line.c_str());
         Outcome result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(path(".out")),
                        slurp(path(".err"))};
