@@ -4,6 +4,7 @@
 
 #include <cctype>
 #include <cerrno>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -119,11 +120,9 @@ void warnIfFrequencyClamped(std::string_view command, double frequency) {
     constexpr double kLowest = 500.0;
     constexpr double kHighest = 2500.0;
     if (frequency < kLowest || frequency > kHighest) {
-        char message[120];
-        std::snprintf(message, sizeof message,
-                      "warning: %g Hz is outside 500 .. 2500 Hz; tuning to %g Hz", frequency,
-                      frequency > kHighest ? kHighest : kLowest);
-        reportError(command, message);
+        reportError(command, "warning: " + formatNumber(frequency) +
+                                 " Hz is outside 500 .. 2500 Hz; tuning to " +
+                                 formatNumber(frequency > kHighest ? kHighest : kLowest) + " Hz");
     }
 }
 
@@ -193,6 +192,12 @@ std::optional<std::string> findSameFile(const std::vector<std::string>& inputs,
         seen.push_back(*file);
     }
     return std::nullopt;
+}
+
+std::string formatNumber(double value) {
+    char text[32];
+    const auto result = std::to_chars(text, text + sizeof text, value);
+    return std::string(text, result.ptr);
 }
 
 std::string quoted(std::string_view value) {

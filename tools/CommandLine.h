@@ -68,6 +68,8 @@ void warnIfFrequencyClamped(std::string_view command, double frequency);
 std::optional<std::string> findSameFile(const std::vector<std::string>& inputs,
                                         const std::vector<std::string>& outputs,
                                         bool standardInput = false);
+// A number as briefly as it reads back exactly: 2500.0001, 1e+20, 0.25.
+std::string formatNumber(double value);
 // Quotes a value or file name for an error line as the shell would read it
 // back: 'value', 'no'$'\n''such' (audiofile::quotedName).
 std::string quoted(std::string_view value);

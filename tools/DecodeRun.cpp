@@ -3,6 +3,7 @@
 #include "audiofile/AudioFile.h"
 #include "tools/Interrupt.h"
 #include "tools/Progress.h"
+#include "tools/ReceivedText.h"
 
 #include <cmath>
 #include <cstring>
@@ -98,7 +99,8 @@ std::optional<int> takeReceiveOption(ArgumentReader& arguments, DecodeOptions& o
 
 DecodeSession::DecodeSession(const DecodeOptions& decodeOptions, AudioPlatform* platform,
                              std::FILE* text, std::FILE* trace)
-    : options(decodeOptions), textOut(text ? text : stdout), traceOut(trace) {
+    : options(decodeOptions), textOut(text ? text : stdout), traceOut(trace),
+      showControls(showsControlsVisibly(textOut)) {
     if (!platform) {
         // Idiom 1: a tablet, so the squelch default is -20.0.
         ownPlatform = std::make_unique<NullAudioPlatform>(1);
@@ -144,9 +146,7 @@ bool DecodeSession::processBlock(const float* samples, int32_t count) {
 bool DecodeSession::drainText() {
     bool written = true;
     while (std::optional<std::string> text = tarn->drainTextBuffer()) {
-        if (std::fwrite(text->data(), 1, text->size(), textOut) != text->size()) {
-            written = false;
-        }
+        written = writeReceivedText(textOut, *text, showControls) && written;
     }
     // Text appears as it is decoded, also through a pipe.
     return std::fflush(textOut) == 0 && written;
@@ -287,6 +287,13 @@ int runDecode(const DecodeOptions& options, std::string_view command, const Deco
     }
     progress.finish();
     reportCleaned();
+    if (options.retuneAt && !session.retunedYet()) {
+        reportError(command, "warning: --retune-at " + formatNumber(*options.retuneAt) +
+                                 " s is past the end of the recording (" +
+                                 formatNumber(static_cast<double>(session.samplesDone()) /
+                                              tarn::kSampleRate) +
+                                 " s); it was not retuned");
+    }
     if (const int signal = InterruptGuard::received()) {
         closeTrace();
         return 128 + signal;
