@@ -11,6 +11,7 @@ packages=(
   qt6-base-dev qt6-base-dev-tools libqt6opengl6-dev libgl-dev libgl1-mesa-dri
   pulseaudio pulseaudio-utils libasound2-plugins alsa-utils
   xvfb xauth
+  python3 time
 )
 
 missing=()
