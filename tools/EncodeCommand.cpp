@@ -12,6 +12,8 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
+#include <poll.h>
 #include <random>
 #include <stdexcept>
 #include <unistd.h>
@@ -53,16 +55,36 @@ void printEncodeHelp(std::FILE* out) {
                out);
 }
 
-// Reads at most limit + 1 bytes, so that an oversized text is detected
-// without holding all of it.
-bool readText(std::FILE* in, size_t limit, std::string& text) {
+// Reads at most limit + 1 bytes from `descriptor`, so that an oversized
+// text is detected without holding all of it. Waits in steps of 0.2 s and
+// looks for a stop signal between them: a signal that lands just before a
+// blocking read would otherwise leave it waiting for ever. False on a read
+// error or a stop (InterruptGuard::received() tells which).
+bool readText(int descriptor, size_t limit, std::string& text) {
     char buffer[65536];
     while (text.size() <= limit) {
-        const size_t got = std::fread(buffer, 1, sizeof buffer, in);
-        text.append(buffer, got);
-        if (got < sizeof buffer) {
-            return !std::ferror(in);
+        if (InterruptGuard::received() != 0) {
+            return false;
         }
+        pollfd wanted{descriptor, POLLIN, 0};
+        const int ready = poll(&wanted, 1, 200);
+        if (ready < 0 && errno != EINTR) {
+            return false;
+        }
+        if (ready <= 0) {
+            continue;
+        }
+        const ssize_t got = ::read(descriptor, buffer, sizeof buffer);
+        if (got < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return false;
+        }
+        if (got == 0) {
+            return true;
+        }
+        text.append(buffer, static_cast<size_t>(got));
     }
     return true;
 }
@@ -218,14 +240,14 @@ int encodeCommand(int argc, char** argv) {
     if (!text) {
         text.emplace();
         if (!textFile.empty()) {
-            std::FILE* in = std::fopen(textFile.c_str(), "rb");
-            if (!in) {
+            const int in = ::open(textFile.c_str(), O_RDONLY | O_CLOEXEC);
+            if (in < 0) {
                 return reportUsageError(kCommand, "cannot read " + quoted(textFile) + ": " +
                                                       std::strerror(errno));
             }
             const bool ok = readText(in, kMaxTextBytes, *text);
             const int error = errno;
-            std::fclose(in);
+            ::close(in);
             if (const int signal = InterruptGuard::received()) {
                 return 128 + signal;
             }
@@ -239,7 +261,7 @@ int encodeCommand(int argc, char** argv) {
                            "Ctrl-D\n",
                            stderr);
             }
-            const bool ok = readText(stdin, kMaxTextBytes, *text);
+            const bool ok = readText(STDIN_FILENO, kMaxTextBytes, *text);
             if (const int signal = InterruptGuard::received()) {
                 return 128 + signal;
             }
