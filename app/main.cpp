@@ -110,10 +110,10 @@ int main(int argc, char* argv[]) {
 
     SettingsStore store(parser.value(settingsOption));
     AudioBackend audio(store, formFactor);
-    TarnAppDelegate delegate;
+    TarnAppDelegate shell;
     TarnViewController console(audio.platform(), store, formFactor);
     console.setAudioDeviceSource(listAudioDevices);
-    delegate.setWindow(&console);
+    shell.setWindow(&console);
     fitToScreen(console);
     console.show();
 
