@@ -1,4 +1,4 @@
-// The main screen's construction, outlets and input events.
+// The main screen's construction, widgets and input events.
 #include "console/TarnViewController.h"
 #include "audio/EngineAudio.h"
 
