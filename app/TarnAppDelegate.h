@@ -1,5 +1,6 @@
-// The application delegate: holds the application's window. It does no work
-// of its own; the console sets itself up and follows the application's state
+// The application shell's companion object: holds the application's main
+// window for the life of the process. It does no work of its own; the console
+// sets itself up and follows the application's state
 // (QGuiApplication::applicationStateChanged) by itself.
 #pragma once
 

@@ -124,10 +124,10 @@ int main(int argc, char* argv[]) {
         firstRun.exec();
     }
     AudioBackend audio(store, formFactor);
-    TarnAppDelegate delegate;
+    TarnAppDelegate shell;
     TarnViewController console(audio.platform(), store, formFactor);
     console.setAudioDeviceSource(listAudioDevices);
-    delegate.setWindow(&console);
+    shell.setWindow(&console);
     fitToScreen(console);
     console.show();
 

@@ -124,14 +124,8 @@ void TarnViewController::zoomPressed() {
     ui->zoomButton->setText(displayZoomed ? tr("Full span") : tr("Zoom"));
 }
 
-bool TarnViewController::touchesBegan(QObject* target, const QPointF& position) {
-    if (target == nullptr || target != spectrumView.data())
-        return false;
-    tapToTune(static_cast<float>(position.x()));
-    return true;
-}
-
-void TarnViewController::tapToTune(float x) {
+void TarnViewController::tuneAt(const QPointF& position) {
+    const auto x = static_cast<float>(position.x());
     TarnData& engine = *theData();
     const double frequency = engine.frequency();
     const float w = spectrumView ? static_cast<float>(spectrumView->width()) : 1.0f;
@@ -141,4 +135,19 @@ void TarnViewController::tapToTune(float x) {
     engine.setAutomaticFrequencyControl(afcOnOff()->isChecked());
     updateFrequencyDisplay();
     updateafcDisplay();
+}
+
+void TarnViewController::paintSpectrum(SpectrumRenderer& renderer, const QRectF& rect) {
+    if (inBackground)
+        return;
+    TarnData& engine = *theData();
+    const SpectrumRenderer::RowSource rows = [this, &engine](int rowsBack,
+                                                             std::span<float, 1024> out) {
+        spectrumRowSource ? spectrumRowSource(rowsBack, out)
+                          : engine.copySpectrumRow(rowsBack, out);
+    };
+    if (displayMode == 1)
+        renderer.drawSpectrum(engine.frequency(), displayZoomed, rows);
+    else if (displayMode == 0)
+        renderer.drawSonogram(engine.frequency(), displayZoomed, rect.height(), rows);
 }

@@ -63,7 +63,7 @@ TarnData* TarnViewController::theData() {
     return _theData.get();
 }
 
-void TarnViewController::viewDidLoad() {
+void TarnViewController::initializeConsole() {
     // The display gets the larger share of the height.
     ui->displaySplitter->setStretchFactor(0, 3);
     ui->displaySplitter->setStretchFactor(1, 2);
@@ -84,7 +84,7 @@ void TarnViewController::viewDidLoad() {
     updateFrequencyDisplay();
     updateSquelchDisplay();
     connect(qApp, &QGuiApplication::applicationStateChanged, this,
-            &TarnViewController::applicationStateChanged);
+            &TarnViewController::onApplicationStateChanged);
     updateDisplayTimer = startDisplayTimer();
     inBackground = false;
     initializeSettings();
@@ -109,7 +109,7 @@ void TarnViewController::initSpectrumDisplay() {
     // A new view brings a new GL context; it draws only when the tick asks.
     auto* view = new SpectrumView(ui->spectrumHolder);
     view->setDrawCallback(
-        [this](SpectrumView* drawn, const QRectF& rect) { glkView(drawn, rect); });
+        [this](SpectrumRenderer& renderer, const QRectF& rect) { paintSpectrum(renderer, rect); });
     view->installEventFilter(this);
     ui->spectrumHolder->layout()->addWidget(view);
     view->show(); // on screen now if the console is
@@ -144,7 +144,7 @@ void TarnViewController::enteredForeground() {
 // Background: the application hidden or suspended, or the window minimised.
 // Foreground: the application active after launch or after the background;
 // a mere change of focus between windows is neither.
-void TarnViewController::applicationStateChanged(Qt::ApplicationState state) {
+void TarnViewController::onApplicationStateChanged(Qt::ApplicationState state) {
     const Qt::ApplicationState previous = lastApplicationState;
     lastApplicationState = state;
     if (state == Qt::ApplicationHidden || state == Qt::ApplicationSuspended) {
@@ -174,7 +174,7 @@ void TarnViewController::editButton() {
 }
 
 void TarnViewController::enterSetup() {
-    segueToConfig();
+    openSettings();
 }
 
 void TarnViewController::settingsFinished() {

@@ -149,12 +149,6 @@ void TarnViewController::processTextInput() {
     poll->start();
 }
 
-bool TarnViewController::textFieldShouldReturn(QLineEdit* textField) {
-    if (textField == textInput())
-        processTextInput();
-    return true;
-}
-
 void TarnViewController::appendStringToInputString(const QString* string) {
     if (string == nullptr)
         return;
@@ -181,7 +175,7 @@ void TarnViewController::doSyncTxRx() {
     theData()->setAutomaticFrequencyControl(afcOnOff()->isChecked());
 }
 
-void TarnViewController::segueToConfig() {
+void TarnViewController::openSettings() {
     if (settingsDialog) {
         settingsDialog->raise();
         settingsDialog->activateWindow();

@@ -5,15 +5,16 @@
 // typed text and the ten macro buttons into engine operations.
 //
 // The code is split by area:
-//   TarnViewController.cpp construction, outlets, key, mouse and touch input
+//   TarnViewController.cpp construction, widgets, key, mouse and touch input
 //   DisplayRefresh.cpp   refresh tick, label refreshers, tuning controls,
-//                        tap-to-tune, display mode and zoom
-//   SpectrumDrawing.cpp  the spectrum trace and the waterfall (GL)
+//                        tap-to-tune, display mode and zoom, what each
+//                        frame draws
+//   SpectrumRenderer     the spectrum trace and the waterfall (GL)
 //   Lifecycle.cpp        set-up order, lazy engine, background/foreground,
 //                        toolbar, closing the settings screen
 //   SettingsDefaults.cpp first-run defaults and applying the settings
 //   Macros.cpp           macro buttons, escapes, sending typed text, the
-//                        settings screen's opening (segueToConfig) and the
+//                        settings screen's opening (openSettings) and the
 //                        TX indicator
 //   RecordingPlayer      audio files fed to the receiver ("Play recording…")
 //
@@ -56,6 +57,7 @@ class MacroExpander;
 class MomentarySegmentedControl;
 class RecordingPlayer;
 class SettingsStore;
+class SpectrumRenderer;
 class SpectrumView;
 
 namespace Ui {
@@ -67,8 +69,8 @@ class TarnViewController : public QMainWindow {
 
 public:
     // `platform` is the audio system the engine is built on (it must outlive
-    // the console); `store` holds the operator's settings. The view is set up
-    // (viewDidLoad) by the constructor.
+    // the console); `store` holds the operator's settings. The constructor
+    // sets the console up (initializeConsole).
     TarnViewController(AudioPlatform& platform, SettingsStore& store,
                        FormFactor formFactor = FormFactor::tablet, QWidget* parent = nullptr);
     ~TarnViewController() override;
@@ -80,11 +82,11 @@ public:
     // The newest refresh timer. A return to the foreground starts a further
     // timer without stopping one still running here, so more than one can tick.
     QPointer<QTimer> updateDisplayTimer;
-    // The settings screen while it is open; segueToConfig sets it,
-    // settingsFinished closes it.
+    // The settings screen while it is open; openSettings sets it, and it
+    // closes itself when accepted.
     QPointer<QDialog> settingsDialog;
 
-    // ---- Outlets --------------------------------------------------------------
+    // ---- Widgets ---------------------------------------------------------------
     QLineEdit* textInput() const;
     QLineEdit* qsoInput() const;
     QPlainTextEdit* textOutput() const;
@@ -121,7 +123,6 @@ public:
     bool playRecording(const QString& path, QString* error = nullptr);
 
     // ---- Lifecycle -----------------------------------------------------------
-    void viewDidLoad();
     void initSpectrumDisplay();
     void initializeToolbar();
     void enteredBackground();
@@ -135,17 +136,15 @@ public:
     void updateFrequencyDisplay();
     void updateSquelchDisplay();
     void updateDisplay();
-    // Tap-to-tune at x points from the left edge of the spectrum view.
-    void tapToTune(float x);
 
     // ---- Drawing (SpectrumView calls back here) ------------------------------
-    void glkView(SpectrumView* view, const QRectF& rect);
+    // One frame into `rect` (points): the waterfall in mode 0, the spectrum
+    // in mode 1, nothing in another mode or in the background.
+    void paintSpectrum(SpectrumRenderer& renderer, const QRectF& rect);
     // Where the drawing gets waterfall rows (rowsBack 0 = newest): the
     // engine's copy-out unless replaced (tests draw rows of their own).
     using SpectrumRowSource = std::function<bool(int rowsBack, std::span<float, 1024> out)>;
     void setSpectrumRowSource(SpectrumRowSource source) { spectrumRowSource = std::move(source); }
-    void drawSpectrum(const QRectF& rect);
-    void drawSonogram(const QRectF& rect);
 
 public slots:
     // Tuning and display controls.
@@ -158,6 +157,9 @@ public slots:
     void closeKeyboard();
     void editButton();
     void playRecordingPressed();
+    // Tap-to-tune at `position` (points in the spectrum view; only x counts):
+    // tunes there and switches AFC on.
+    void tuneAt(const QPointF& position);
 
     // Macros and text entry (Macros.cpp).
     void m1ButtonPressed();
@@ -172,9 +174,8 @@ public slots:
     void m10ButtonPressed();
     void processMacro(const QString& macroText);
     void processMacroBeforeOutput();
+    // Expands, sends and echoes textInput (Return in it does this).
     void processTextInput();
-    // Return in a text field; sends only for textInput. Always true.
-    bool textFieldShouldReturn(QLineEdit* textField);
     // A null string appends nothing.
     void appendStringToInputString(const QString* string);
     void appendCharToInputString(uint32_t characterCode);
@@ -182,7 +183,7 @@ public slots:
     void doSyncTxRx();
     // Opens the settings screen modally (Macros.cpp: creates the dialog,
     // stores it in settingsDialog, shows it).
-    void segueToConfig();
+    void openSettings();
     // The settings screen was accepted (and has closed): apply the settings.
     void settingsFinished();
 
@@ -190,12 +191,14 @@ protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
     void changeEvent(QEvent* event) override;
 
+private slots:
+    // Background and foreground follow the application's state.
+    void onApplicationStateChanged(Qt::ApplicationState state);
+
 private:
-    // Tap-to-tune from a touch or click on `target` at `position` (points in
-    // target's coordinates); false when the target is not the spectrum view.
-    bool touchesBegan(QObject* target, const QPointF& position);
+    // Set-up order once the widgets exist: display, engine, timer, settings.
+    void initializeConsole();
     void connectControls();
-    void applicationStateChanged(Qt::ApplicationState state);
     QTimer* startDisplayTimer();
     // The escapes' values as they are now (settings and QSO field).
     MacroExpander macroExpander();

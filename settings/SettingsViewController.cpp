@@ -9,6 +9,7 @@
 #include <QDesktopServices>
 #include <QGuiApplication>
 #include <QInputMethod>
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QPropertyAnimation>
 #include <QScrollArea>
@@ -210,8 +211,14 @@ void SettingsViewController::removeKeyboardRoom() {
     setKeyboardInset(0);
 }
 
-void SettingsViewController::reject() {
-    // Escape does not leave the screen: there is no cancel, only Done.
+void SettingsViewController::keyPressEvent(QKeyEvent* event) {
+    // Escape (the dialog's cancel key) does not leave the screen: there is no
+    // cancel, only Done.
+    if (event->matches(QKeySequence::Cancel)) {
+        event->accept();
+        return;
+    }
+    QDialog::keyPressEvent(event);
 }
 
 void SettingsViewController::closeEvent(QCloseEvent* event) {

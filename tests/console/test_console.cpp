@@ -166,7 +166,7 @@ private slots:
             console().displayZoomed = c.zoomed;
             console().afcOnOff()->setChecked(false);
             engine().setAutomaticFrequencyControl(false);
-            console().tapToTune(c.x);
+            console().tuneAt(QPointF(c.x, 10.0));
             QVERIFY2(engine().frequency() == c.expected, c.name);
             QVERIFY2(engine().automaticFrequencyControl(), c.name);
             QVERIFY2(console().afcOnOff()->isChecked(), c.name);

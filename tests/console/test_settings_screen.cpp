@@ -152,7 +152,7 @@ private slots:
             TarnData& engine = *console.theData();
             QVERIFY(!engine.forceOutputToSpeaker());
 
-            console.segueToConfig();
+            console.openSettings();
             auto* screen = qobject_cast<SettingsViewController*>(console.settingsDialog.data());
             QVERIFY(screen != nullptr);
             QVERIFY(screen->isVisible() && screen->isModal());
