@@ -3,6 +3,7 @@
 #include "audio/EngineAudio.h"
 
 #include "console/ConsoleWidgets.h"
+#include "console/QsoLogging.h"
 #include "console/RecordingPlayer.h"
 #include "console/SpectrumView.h"
 #include "settings/SettingsStore.h"
@@ -40,6 +41,7 @@ TarnViewController::TarnViewController(AudioPlatform& platform, SettingsStore& s
     txLabel->setVisible(false);
     ui->macroToolbar->addWidget(txLabel)->setVisible(false);
     connectControls();
+    logging = new QsoLogging(store, qsoInput(), textOutput(), this);
     viewDidLoad();
 }
 

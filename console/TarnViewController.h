@@ -50,6 +50,7 @@ class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
 class QTimer;
+class QsoLogging;
 class QToolBar;
 class LevelSlider;
 class MacroExpander;
@@ -119,6 +120,8 @@ public:
     // radio. When the file cannot be played: false, and the reason goes to
     // `error` if given, else to a message box.
     bool playRecording(const QString& path, QString* error = nullptr);
+    // The QSO form, the log, capture from the receive view and spotting.
+    QsoLogging* qsoLogging() const { return logging; }
 
     // ---- Lifecycle -----------------------------------------------------------
     void viewDidLoad();
@@ -214,6 +217,7 @@ private:
     // Connects the engine to the player; declared after it, so it goes first.
     std::unique_ptr<tarnaudio::EngineAudio> engineAudio;
     QPointer<SpectrumView> spectrumView;
+    QsoLogging* logging = nullptr;
     QLabel* txLabel = nullptr;
     QAction* playAction = nullptr;
     Qt::ApplicationState lastApplicationState = Qt::ApplicationInactive;
