@@ -29,8 +29,9 @@ namespace {
 constexpr double kRetuneHz = 20.0;
 
 // The audio frequency of a contact without a rig, kept as this program's own
-// ADIF field so that the log says where on the waterfall it was.
-constexpr const char* kAudioFrequencyField = "APP_TARN-PSK31_AUDIO_HZ";
+// ADIF field so that the log says where on the waterfall it was (letters,
+// digits and underscores only, as field names allow).
+constexpr const char* kAudioFrequencyField = "APP_TARN_PSK31_AUDIO_HZ";
 
 std::string text(const std::optional<QString>& value) {
     return value ? value->trimmed().toStdString() : std::string();
