@@ -1,6 +1,7 @@
 // The refresh tick and the tuning and display controls.
 #include "console/ConsoleWidgets.h"
 #include "console/FrequencyAxis.h"
+#include "console/QsoLogging.h"
 #include "console/RecordingPlayer.h"
 #include "console/SpectrumView.h"
 #include "console/TarnViewController.h"
@@ -70,7 +71,9 @@ void TarnViewController::updateDisplay() {
     signalAtFrequency()->setText(
         formatted("%.1f", static_cast<double>(engine.status().signalLevel)));
 
-    if (const std::optional<std::string> drained = engine.drainTextBuffer()) {
+    const std::optional<std::string> drained = engine.drainTextBuffer();
+    logging->receiverTick(drained ? *drained : std::string_view(), engine.status());
+    if (drained) {
         QPlainTextEdit* view = textOutput();
         QTextDocument* document = view->document();
         // Plain-text length: every character and line break counts one.

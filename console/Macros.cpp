@@ -8,6 +8,7 @@
 #include "console/TarnViewController.h"
 
 #include "console/MacroExpander.h"
+#include "console/QsoLogging.h"
 
 #include "settings/SettingsStore.h"
 #include "settings/SettingsViewController.h"
@@ -131,6 +132,7 @@ void TarnViewController::processTextInput() {
     output->insertPlainText(QStringLiteral("\nSending: ") + text + QLatin1Char('\n'));
     output->verticalScrollBar()->setValue(output->verticalScrollBar()->maximum());
     textInput()->clear();
+    logging->transmissionStarted();
 
     // The indicator follows the engine until the message has played out.
     auto* poll = findChild<QTimer*>(QStringLiteral("txIndicatorPoll"));

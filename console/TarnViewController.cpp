@@ -4,6 +4,7 @@
 
 #include "console/ConsoleFeatures.h"
 #include "console/ConsoleWidgets.h"
+#include "console/QsoLogging.h"
 #include "console/RecordingPlayer.h"
 #include "console/SpectrumView.h"
 #include "settings/SettingsStore.h"
@@ -41,6 +42,7 @@ TarnViewController::TarnViewController(AudioPlatform& platform, SettingsStore& s
     txLabel->setVisible(false);
     ui->macroToolbar->addWidget(txLabel)->setVisible(false);
     connectControls();
+    logging = new QsoLogging(store, qsoInput(), textOutput(), this);
     initializeConsole();
     // Frequency scale, Auto squelch, keys, fonts and the settings' Display group.
     new ConsoleFeatures(*this);

@@ -51,6 +51,7 @@ class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
 class QTimer;
+class QsoLogging;
 class QToolBar;
 class LevelSlider;
 class MacroExpander;
@@ -121,6 +122,8 @@ public:
     // radio. When the file cannot be played: false, and the reason goes to
     // `error` if given, else to a message box.
     bool playRecording(const QString& path, QString* error = nullptr);
+    // The QSO form, the log, capture from the receive view and spotting.
+    QsoLogging* qsoLogging() const { return logging; }
 
     // ---- Lifecycle -----------------------------------------------------------
     void initSpectrumDisplay();
@@ -217,6 +220,7 @@ private:
     // Connects the engine to the player; declared after it, so it goes first.
     std::unique_ptr<tarnaudio::EngineAudio> engineAudio;
     QPointer<SpectrumView> spectrumView;
+    QsoLogging* logging = nullptr;
     QLabel* txLabel = nullptr;
     QAction* playAction = nullptr;
     Qt::ApplicationState lastApplicationState = Qt::ApplicationInactive;

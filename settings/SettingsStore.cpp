@@ -1,6 +1,7 @@
 #include "settings/SettingsStore.h"
 
 #include "log/TarnLog.h"
+#include "logbook/LogFile.h"
 #include "settings/SettingsDefaults.h"
 
 #include <QDir>
@@ -26,6 +27,12 @@ const QString kReceiveFontFamily = QStringLiteral("receiveFontFamily");
 const QString kReceiveFontSize = QStringLiteral("receiveFontSize");
 const QString kOperatorName = QStringLiteral("operatorName");
 constexpr double kDefaultMarginDb = 1.5;
+const QString kLogFile = QStringLiteral("logFile");
+const QString kLogBand = QStringLiteral("logBand");
+const QString kLoggerEnabled = QStringLiteral("loggerEnabled");
+const QString kLoggerAddress = QStringLiteral("loggerAddress");
+const QString kSpottingEnabled = QStringLiteral("spottingEnabled");
+const QString kSpottingAddress = QStringLiteral("spottingAddress");
 // What the settings screen shows for "no particular device"; stored by hand,
 // it means the same as the empty text.
 const QString kSystemDefaultDevice = QStringLiteral("System default");
@@ -40,7 +47,8 @@ QString textKey(int n) {
 bool isTextKey(const QString& key) {
     if (key == kCallsign || key == kLocation || key == kRadioInputDevice ||
         key == kRadioOutputDevice || key == kTheme || key == kReceiveFontFamily ||
-        key == kOperatorName)
+        key == kOperatorName || key == kLogFile || key == kLogBand || key == kLoggerAddress ||
+        key == kSpottingAddress)
         return true;
     for (int n = 1; n <= SettingsStore::kMacroCount; ++n)
         if (key == nameKey(n) || key == textKey(n))
@@ -50,7 +58,8 @@ bool isTextKey(const QString& key) {
 
 bool isKnownKey(const QString& key) {
     return key == kForceOutputToSpeaker || key == kAutoSquelch || key == kAutoSquelchMarginDb ||
-           key == kReceiveFontSize || isTextKey(key);
+           key == kReceiveFontSize || key == kLoggerEnabled || key == kSpottingEnabled ||
+           isTextKey(key);
 }
 
 QString defaultFileName() {
@@ -239,6 +248,42 @@ std::optional<QString> SettingsStore::operatorName() const {
 }
 void SettingsStore::setOperatorName(const QString& name) {
     values.insert(kOperatorName, name);
+}
+QString SettingsStore::logFile() const {
+    return text(kLogFile).value_or(QString::fromStdString(logbook::defaultLogPath().string()));
+}
+void SettingsStore::setLogFile(const QString& path) {
+    values.insert(kLogFile, path);
+}
+QString SettingsStore::logBand() const {
+    return text(kLogBand).value_or(QString());
+}
+void SettingsStore::setLogBand(const QString& band) {
+    values.insert(kLogBand, band);
+}
+bool SettingsStore::loggerEnabled() const {
+    return values.value(kLoggerEnabled, false).toBool();
+}
+void SettingsStore::setLoggerEnabled(bool value) {
+    values.insert(kLoggerEnabled, value);
+}
+QString SettingsStore::loggerAddress() const {
+    return text(kLoggerAddress).value_or(QStringLiteral("127.0.0.1:2237"));
+}
+void SettingsStore::setLoggerAddress(const QString& hostPort) {
+    values.insert(kLoggerAddress, hostPort);
+}
+bool SettingsStore::spottingEnabled() const {
+    return values.value(kSpottingEnabled, false).toBool();
+}
+void SettingsStore::setSpottingEnabled(bool value) {
+    values.insert(kSpottingEnabled, value);
+}
+QString SettingsStore::spottingAddress() const {
+    return text(kSpottingAddress).value_or(QStringLiteral("report.pskreporter.info:4739"));
+}
+void SettingsStore::setSpottingAddress(const QString& hostPort) {
+    values.insert(kSpottingAddress, hostPort);
 }
 
 void SettingsStore::fillInDefaults() {

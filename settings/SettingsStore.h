@@ -70,6 +70,27 @@ public:
     // "operatorName": the operator's name (asked for on the first run).
     std::optional<QString> operatorName() const;
     void setOperatorName(const QString& name);
+    // Logging. Each reads its default while absent; none is written by
+    // fillInDefaults.
+    // "logFile": the ADIF log; default ~/.local/share/tarn-psk31/log.adi.
+    QString logFile() const;
+    void setLogFile(const QString& path);
+    // "logBand": the ADIF band ("20m") logged while no rig reports the
+    // frequency; default empty (no band recorded).
+    QString logBand() const;
+    void setLogBand(const QString& band);
+    // "loggerEnabled", "loggerAddress": each logged contact also goes to a
+    // logger as a UDP "Logged ADIF" datagram; default off, "127.0.0.1:2237".
+    bool loggerEnabled() const;
+    void setLoggerEnabled(bool value);
+    QString loggerAddress() const;
+    void setLoggerAddress(const QString& hostPort);
+    // "spottingEnabled", "spottingAddress": stations heard are reported to
+    // the spotting network; default off, "report.pskreporter.info:4739".
+    bool spottingEnabled() const;
+    void setSpottingEnabled(bool value);
+    QString spottingAddress() const;
+    void setSpottingAddress(const QString& hostPort);
 
     // The first-run rule: a missing call sign gets "Please Edit" (and then
     // forceOutputToSpeaker false), each missing macro title and text its

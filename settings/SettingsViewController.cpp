@@ -1,5 +1,6 @@
 #include "settings/SettingsViewController.h"
 
+#include "settings/LoggingSettings.h"
 #include "settings/SettingsStore.h"
 #include "ui_SettingsViewController.h"
 
@@ -53,6 +54,8 @@ SettingsViewController::SettingsViewController(SettingsStore& store,
     connect(ui->finishedButton, &QPushButton::clicked, this, &SettingsViewController::finish);
     connect(ui->weblinkButton, &QPushButton::clicked, this, &SettingsViewController::openHomePage);
     fillFields(devices);
+    logging = new LoggingSettings(store, ui->scrollContents);
+    ui->fieldsLayout->addWidget(logging, ui->fieldsLayout->rowCount(), 0, 1, -1);
 }
 
 SettingsViewController::~SettingsViewController() = default;
@@ -128,6 +131,7 @@ void SettingsViewController::finish() {
     store.setForceOutputToSpeaker(ui->forceOutputToSpeaker->isChecked());
     store.setRadioInputDevice(chosenDevice(ui->radioInputDevice));
     store.setRadioOutputDevice(chosenDevice(ui->radioOutputDevice));
+    logging->save();
     store.synchronize();
     accept();
 }

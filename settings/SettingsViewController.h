@@ -16,6 +16,7 @@ class QCheckBox;
 class QComboBox;
 class QLineEdit;
 class QScrollArea;
+class LoggingSettings;
 class SettingsStore;
 
 namespace Ui {
@@ -44,6 +45,7 @@ public:
     QCheckBox* forceOutputToSpeaker() const;
     QComboBox* radioInputDevice() const;
     QComboBox* radioOutputDevice() const;
+    LoggingSettings* loggingSettings() const { return logging; }
     // The field being edited, or nothing.
     QLineEdit* activeField() const { return _activeField; }
 
@@ -75,6 +77,7 @@ private:
 
     std::unique_ptr<Ui::SettingsViewController> ui;
     SettingsStore& store;
+    LoggingSettings* logging = nullptr;
     QLineEdit* _activeField = nullptr;
     bool tablet;
     int keyboardInset = 0;    // pixels of room made for the keyboard

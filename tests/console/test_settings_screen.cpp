@@ -2,6 +2,7 @@
 // what it writes when the operator finishes, the device choosers, the web link
 // and the keyboard handling on a phone.
 #include "console/TarnViewController.h"
+#include "settings/LoggingSettings.h"
 #include "settings/SettingsStore.h"
 #include "settings/SettingsViewController.h"
 #include "tests/audio/FakeAudioPlatform.h"
@@ -89,6 +90,32 @@ private slots:
         screen.finish();
         QCOMPARE(store.radioInputDevice(), QStringLiteral("Old Interface"));
         QCOMPARE(store.radioOutputDevice(), QStringLiteral("HDMI"));
+    }
+
+    void loggingStartsOffAndKeepsWhatIsSet() {
+        {
+            SettingsStore store(storePath());
+            SettingsViewController screen(store, someDevices, true);
+            LoggingSettings* logging = screen.loggingSettings();
+            QVERIFY(logging->logFile()->text().endsWith(QStringLiteral("tarn-psk31/log.adi")));
+            QCOMPARE(logging->band()->currentData().toString(), QString());
+            QVERIFY(!logging->loggerEnabled()->isChecked());
+            QCOMPARE(logging->loggerAddress()->text(), QStringLiteral("127.0.0.1:2237"));
+            QVERIFY(!logging->spottingEnabled()->isChecked());
+            QCOMPARE(logging->spottingAddress()->text(),
+                     QStringLiteral("report.pskreporter.info:4739"));
+            logging->logFile()->setText(QStringLiteral("/tmp/station.adi"));
+            logging->band()->setCurrentText(QStringLiteral("40m"));
+            logging->loggerEnabled()->setChecked(true);
+            logging->spottingAddress()->setText(QStringLiteral("localhost:4740"));
+            screen.finish();
+        }
+        const SettingsStore reread(storePath());
+        QCOMPARE(reread.logFile(), QStringLiteral("/tmp/station.adi"));
+        QCOMPARE(reread.logBand(), QStringLiteral("40m"));
+        QVERIFY(reread.loggerEnabled());
+        QVERIFY(!reread.spottingEnabled());
+        QCOMPARE(reread.spottingAddress(), QStringLiteral("localhost:4740"));
     }
 
     void escapeDoesNotLeaveAndClosingTheWindowSaves() {
