@@ -5,9 +5,8 @@
 
 AudioBackend::AudioBackend(SettingsStore& store, FormFactor formFactor) {
     tarnaudio::AudioOptions options;
-    options.inputDevice = store.stringForKey("radioInputDevice").value_or(QString()).toStdString();
-    options.outputDevice =
-        store.stringForKey("radioOutputDevice").value_or(QString()).toStdString();
+    options.inputDevice = store.radioInputDevice().toStdString();
+    options.outputDevice = store.radioOutputDevice().toStdString();
     options.phone = formFactor == FormFactor::phone;
     audio = std::make_unique<tarnaudio::PortAudioPlatform>(options);
 }

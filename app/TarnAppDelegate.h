@@ -1,6 +1,7 @@
-// The application delegate: holds the application's window and answers the
-// application's life-cycle calls. It does no work of its own; the console
-// sets itself up and follows background and foreground by itself.
+// The application shell's companion object: holds the application's main
+// window for the life of the process. It does no work of its own; the console
+// sets itself up and follows the application's state
+// (QGuiApplication::applicationStateChanged) by itself.
 #pragma once
 
 #include <QObject>
@@ -10,17 +11,10 @@
 class TarnAppDelegate : public QObject {
     Q_OBJECT
 public:
-    explicit TarnAppDelegate(QObject* parent = nullptr);
+    explicit TarnAppDelegate(QObject* parent = nullptr) : QObject(parent) {}
 
     QWidget* window() const { return _window; }
     void setWindow(QWidget* window) { _window = window; }
-
-    bool applicationDidFinishLaunchingWithOptions() { return true; }
-    void applicationWillResignActive() {}
-    void applicationDidEnterBackground() {}
-    void applicationWillEnterForeground() {}
-    void applicationDidBecomeActive() {}
-    void applicationWillTerminate() {}
 
 private:
     QPointer<QWidget> _window;

@@ -1,10 +1,14 @@
 // tarn-psk31-console: the station's operator console.
 //
 //   tarn-psk31-console [--settings FILE] [--form-factor tablet|phone] [--play FILE]
-//                      [--screenshot PNG [--screenshot-after SECONDS]] [Qt options]
+//                      [--screenshot PNG [--screenshot-after SECONDS]] [--no-first-run]
+//                      [Qt options]
 #include "app/AudioBackend.h"
+#include "app/AudioDeviceList.h"
 #include "app/TarnAppDelegate.h"
+#include "console/FirstRunDialog.h"
 #include "console/TarnViewController.h"
+#include "console/Theme.h"
 #include "packaging/TarnVersion.h"
 #include "settings/SettingsStore.h"
 
@@ -62,7 +66,10 @@ int main(int argc, char* argv[]) {
                                         "PNG");
     const QCommandLineOption shotAfterOption(
         "screenshot-after", "Seconds to run before the picture (default 20).", "SECONDS", "20");
-    parser.addOptions({settingsOption, formOption, playOption, shotOption, shotAfterOption});
+    const QCommandLineOption noFirstRunOption(
+        "no-first-run", "Do not ask for the call sign and devices at start (tests, screenshots).");
+    parser.addOptions(
+        {settingsOption, formOption, playOption, shotOption, shotAfterOption, noFirstRunOption});
 
     // Help and version need no display.
     for (int i = 1; i < argc; ++i) {
@@ -108,11 +115,19 @@ int main(int argc, char* argv[]) {
     }
 
     SettingsStore store(parser.value(settingsOption));
+    theme::apply(application, store.theme());
+    // A call sign still unset: ask for it (and the devices) before the audio
+    // opens them. Read before the console fills in the defaults.
+    if (!parser.isSet(noFirstRunOption) && !parser.isSet(shotOption) &&
+        FirstRunDialog::wanted(store)) {
+        FirstRunDialog firstRun(store, listAudioDevices());
+        firstRun.exec();
+    }
     AudioBackend audio(store, formFactor);
-    TarnAppDelegate delegate;
+    TarnAppDelegate shell;
     TarnViewController console(audio.platform(), store, formFactor);
-    delegate.setWindow(&console);
-    delegate.applicationDidFinishLaunchingWithOptions();
+    console.setAudioDeviceSource(listAudioDevices);
+    shell.setWindow(&console);
     fitToScreen(console);
     console.show();
 

@@ -2,9 +2,10 @@
 // mono 32-bit float samples at the engine's 8000 Hz, and rendered signals are
 // written as mono 8000 Hz WAV files.
 //
-// Qt-free and engine-free; used by the command-line tool and the console.
-// Errors are values: every operation that can fail returns an AudioFileError
-// whose message names the file and the reason, ready to show to the user.
+// Qt-free; of the engine it uses only the header-only sample cleaner. Used by
+// the command-line tool and the console. Errors are values: every operation
+// that can fail returns an AudioFileError whose message names the file (see
+// quotedName) and the reason in one line, ready to show to the user.
 #pragma once
 
 #include <cstdint>
@@ -12,6 +13,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -31,6 +33,12 @@ struct AudioFileError {
     Kind kind;
     std::string message; // e.g. "cannot read 'x.wav': Permission denied"
 };
+
+// `text` quoted as a POSIX shell reads it back, on one line and with no
+// byte a terminal would act on: 'plain name', 'it'$'\'''s', 'no'$'\n''such',
+// $'\x1b''[31m'. Printable ASCII and valid UTF-8 characters stay as they
+// are; other bytes become C escapes inside $'...'.
+std::string quotedName(std::string_view text);
 
 // A value or the error that prevented it.
 template <typename T> class AudioResult {
@@ -53,7 +61,11 @@ using ProgressCallback = std::function<void(double fraction)>;
 // Reads a file piece by piece, so that long recordings need little memory.
 // Samples come out as they would from the engine's input: one channel, 8000
 // Hz, float (integer formats scaled to -1.0 .. 1.0). Another rate is
-// converted with libsamplerate's best sinc converter.
+// converted with libsamplerate's best sinc converter. Samples that are not
+// finite are cleaned before conversion (tarn::cleanSamples: NaN becomes 0,
+// an infinity +-1.0) and counted. The file is opened by its descriptor, so
+// any path the system accepts works, and libsndfile's decoders do not print
+// their notes on stderr.
 class AudioFileReader {
 public:
     // channel counts from 1 (the first, or left, channel). Fails for a
@@ -77,6 +89,8 @@ public:
     int64_t expectedSamples() const;
     // Fraction of the file consumed so far, 0.0 .. 1.0.
     double progress() const;
+    // Samples replaced so far because they were NaN or infinite.
+    int64_t cleanedSamples() const;
 
 private:
     struct State;
@@ -131,6 +145,36 @@ private:
     std::string destination; // the file replaced (a link's target)
     std::string temporary;
     int descriptor = -1;
+};
+
+// A mono 8000 Hz WAV file written piece by piece, so that a long signal
+// never needs a second copy in memory; like writeWavFile it appears whole
+// on commit() or not at all (destruction without commit removes it).
+class WavWriter {
+public:
+    WavWriter() = default;
+    ~WavWriter();
+    WavWriter(const WavWriter&) = delete;
+    WavWriter& operator=(const WavWriter&) = delete;
+
+    // Creates the temporary file beside `path` (see AtomicFile::create).
+    std::optional<AudioFileError> create(const std::string& path, SampleFormat format);
+    // Appends `count` samples; fails past maxWavSamples(format) in all.
+    std::optional<AudioFileError> write(const float* samples, int64_t count);
+    // Completes the header, flushes to disk and renames into place.
+    std::optional<AudioFileError> commit();
+    // Removes the unfinished file now.
+    void discard();
+
+private:
+    std::string path;
+    SampleFormat format = SampleFormat::float32;
+    int64_t written = 0;
+    struct SndFileCloser {
+        void operator()(void* file) const;
+    };
+    std::unique_ptr<void, SndFileCloser> file; // the open SNDFILE
+    AtomicFile output;
 };
 
 } // namespace audiofile

@@ -4,10 +4,17 @@
 #include <samplerate.h>
 #include <sndfile.h>
 
+#include "engine/SampleCleaner.h"
+
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <fcntl.h>
+#include <mutex>
+#include <span>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace audiofile {
 
@@ -15,39 +22,64 @@ namespace {
 
 constexpr sf_count_t kChunkFrames = 8192; // frames read from the file at a time
 
-std::string quotedPath(const std::string& path) {
-    return "'" + path + "'";
-}
-
 AudioFileError makeError(AudioFileError::Kind kind, std::string message) {
     return AudioFileError{kind, std::move(message)};
 }
 
-// Explains why the file cannot be opened before libsndfile tries, so that a
-// missing file or a directory is not reported as "not audio".
-std::optional<AudioFileError> checkReadable(const std::string& path) {
-    struct stat info {};
-    if (stat(path.c_str(), &info) != 0) {
-        if (errno == ENOENT || errno == ENOTDIR) {
-            return makeError(AudioFileError::Kind::missing, "no such file: " + quotedPath(path));
+// libsndfile's MP3 decoder (libmpg123) prints notes about what it skips
+// straight to stderr. While libsndfile opens or decodes, stderr points at
+// /dev/null; the reader's own message says what went wrong. The mutex keeps
+// two readers on different threads from restoring each other's descriptor.
+class LibraryNotesMuted {
+public:
+    LibraryNotesMuted() : lock(mutex) {
+        std::fflush(stderr);
+        const int sink = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
+        saved = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
+        if (sink >= 0 && saved >= 0) {
+            dup2(sink, STDERR_FILENO);
         }
-        return makeError(AudioFileError::Kind::unreadable,
-                         "cannot read " + quotedPath(path) + ": " + std::strerror(errno));
+        if (sink >= 0) {
+            ::close(sink);
+        }
     }
-    if (S_ISDIR(info.st_mode)) {
-        return makeError(AudioFileError::Kind::unreadable,
-                         "cannot read " + quotedPath(path) + ": it is a directory");
+    ~LibraryNotesMuted() {
+        if (saved >= 0) {
+            std::fflush(stderr);
+            dup2(saved, STDERR_FILENO);
+            ::close(saved);
+        }
     }
-    if (S_ISREG(info.st_mode) && info.st_size == 0) {
-        return makeError(AudioFileError::Kind::empty, quotedPath(path) + " is empty");
+    LibraryNotesMuted(const LibraryNotesMuted&) = delete;
+    LibraryNotesMuted& operator=(const LibraryNotesMuted&) = delete;
+
+private:
+    static std::mutex mutex;
+    std::lock_guard<std::mutex> lock;
+    int saved = -1;
+};
+
+std::mutex LibraryNotesMuted::mutex;
+
+// Why libsndfile refused a file it could read: its own text, except where
+// that text speaks of a missing file or a pipe, which an opened regular file
+// is not.
+std::string refusalReason(int code) {
+    if (code == SF_ERR_UNRECOGNISED_FORMAT) {
+        return "not a format libsndfile knows";
     }
-    return std::nullopt;
+    const std::string reason = sf_error_number(code);
+    if (reason.find("does not exist") != std::string::npos) {
+        return "not a format libsndfile knows, or damaged";
+    }
+    return reason;
 }
 
 } // namespace
 
 struct AudioFileReader::State {
     std::string path;
+    int descriptor = -1; // closed here, not by libsndfile
     SNDFILE* file = nullptr;
     SF_INFO info{};
     int channel = 0; // 0-based
@@ -61,7 +93,9 @@ struct AudioFileReader::State {
     size_t convertedUsed = 0;
     int64_t framesRead = 0;
     bool fileEnded = false;
-    bool finished = false; // converter drained (or no converter and file ended)
+    bool finished = false;     // converter drained (or no converter and file ended)
+    bool decoderTalks = false; // the MP3 decoder, which prints notes while reading
+    int64_t cleaned = 0;       // non-finite samples replaced
 
     ~State() {
         if (converter) {
@@ -70,16 +104,25 @@ struct AudioFileReader::State {
         if (file) {
             sf_close(file);
         }
+        if (descriptor >= 0) {
+            ::close(descriptor);
+        }
     }
 
     // Reads the next chunk of the chosen channel into `mono`.
     std::optional<AudioFileError> readChunk() {
         frames.resize(static_cast<size_t>(kChunkFrames * info.channels));
-        const sf_count_t got = sf_readf_float(file, frames.data(), kChunkFrames);
+        sf_count_t got = 0;
+        if (decoderTalks) {
+            const LibraryNotesMuted muted;
+            got = sf_readf_float(file, frames.data(), kChunkFrames);
+        } else {
+            got = sf_readf_float(file, frames.data(), kChunkFrames);
+        }
         if (got < kChunkFrames) {
             if (sf_error(file) != SF_ERR_NO_ERROR) {
                 return makeError(AudioFileError::Kind::unreadable,
-                                 "cannot read " + quotedPath(path) + ": " + sf_strerror(file));
+                                 "cannot read " + quotedName(path) + ": " + sf_strerror(file));
             }
             fileEnded = true;
         }
@@ -87,6 +130,8 @@ struct AudioFileReader::State {
         for (sf_count_t i = 0; i < got; ++i) {
             mono[static_cast<size_t>(i)] = frames[static_cast<size_t>(i * info.channels + channel)];
         }
+        // Before the converter, whose filter a NaN would poison too.
+        cleaned += static_cast<int64_t>(tarn::cleanSamples(mono));
         monoUsed = 0;
         framesRead += got;
         return std::nullopt;
@@ -106,10 +151,12 @@ struct AudioFileReader::State {
         const int error = src_process(converter, &data);
         if (error != 0) {
             return makeError(AudioFileError::Kind::unreadable,
-                             "cannot convert " + quotedPath(path) + ": " + src_strerror(error));
+                             "cannot convert " + quotedName(path) + ": " + src_strerror(error));
         }
         monoUsed += static_cast<size_t>(data.input_frames_used);
         converted.resize(static_cast<size_t>(data.output_frames_gen));
+        // Finite input can still overflow the filter near float's limits.
+        cleaned += static_cast<int64_t>(tarn::cleanSamples(converted));
         convertedUsed = 0;
         if (fileEnded && monoUsed == mono.size() && data.output_frames_gen == 0) {
             finished = true;
@@ -125,34 +172,58 @@ AudioFileReader::~AudioFileReader() = default;
 
 AudioResult<std::unique_ptr<AudioFileReader>> AudioFileReader::open(const std::string& path,
                                                                     int channel) {
-    if (auto error = checkReadable(path)) {
-        return *error;
-    }
     auto state = std::make_unique<State>();
     state->path = path;
-    state->file = sf_open(path.c_str(), SFM_READ, &state->info);
+    // Opened here rather than by name in libsndfile, which refuses names of
+    // 1024 bytes or more; the descriptor also explains a missing file or a
+    // directory before libsndfile would call it "not audio".
+    state->descriptor = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (state->descriptor < 0) {
+        if (errno == ENOENT || errno == ENOTDIR) {
+            return makeError(AudioFileError::Kind::missing, "no such file: " + quotedName(path));
+        }
+        return makeError(AudioFileError::Kind::unreadable,
+                         "cannot read " + quotedName(path) + ": " + std::strerror(errno));
+    }
+    struct stat about {};
+    if (fstat(state->descriptor, &about) != 0) {
+        return makeError(AudioFileError::Kind::unreadable,
+                         "cannot read " + quotedName(path) + ": " + std::strerror(errno));
+    }
+    if (S_ISDIR(about.st_mode)) {
+        return makeError(AudioFileError::Kind::unreadable,
+                         "cannot read " + quotedName(path) + ": it is a directory");
+    }
+    if (S_ISREG(about.st_mode) && about.st_size == 0) {
+        return makeError(AudioFileError::Kind::empty, quotedName(path) + " is empty");
+    }
+    {
+        const LibraryNotesMuted muted;
+        state->file = sf_open_fd(state->descriptor, SFM_READ, &state->info, SF_FALSE);
+    }
     if (!state->file) {
         const int code = sf_error(nullptr);
         if (code == SF_ERR_SYSTEM) {
             return makeError(AudioFileError::Kind::unreadable,
-                             "cannot read " + quotedPath(path) + ": " + sf_strerror(nullptr));
+                             "cannot read " + quotedName(path) + ": " + sf_strerror(nullptr));
         }
-        return makeError(AudioFileError::Kind::notAudio, quotedPath(path) +
+        return makeError(AudioFileError::Kind::notAudio, quotedName(path) +
                                                              " is not a readable audio file (" +
-                                                             sf_strerror(nullptr) + ")");
+                                                             refusalReason(code) + ")");
     }
+    state->decoderTalks = (state->info.format & SF_FORMAT_TYPEMASK) == SF_FORMAT_MPEG;
     const SF_INFO& info = state->info;
     if (info.frames <= 0 || info.channels < 1) {
-        return makeError(AudioFileError::Kind::empty, quotedPath(path) + " holds no audio samples");
+        return makeError(AudioFileError::Kind::empty, quotedName(path) + " holds no audio samples");
     }
     if (info.samplerate <= 0) {
         return makeError(AudioFileError::Kind::notAudio,
-                         quotedPath(path) + " has an invalid sample rate");
+                         quotedName(path) + " has an invalid sample rate");
     }
     if (channel < 1 || channel > info.channels) {
         return makeError(AudioFileError::Kind::badChannel,
                          "channel " + std::to_string(channel) + " requested, but " +
-                             quotedPath(path) + " has " + std::to_string(info.channels) +
+                             quotedName(path) + " has " + std::to_string(info.channels) +
                              (info.channels == 1 ? " channel" : " channels"));
     }
     state->channel = channel - 1;
@@ -160,14 +231,14 @@ AudioResult<std::unique_ptr<AudioFileReader>> AudioFileReader::open(const std::s
         state->ratio = static_cast<double>(kOutputRate) / info.samplerate;
         if (src_is_valid_ratio(state->ratio) == 0) {
             return makeError(AudioFileError::Kind::notAudio,
-                             quotedPath(path) + " has an unsupported sample rate of " +
+                             quotedName(path) + " has an unsupported sample rate of " +
                                  std::to_string(info.samplerate) + " Hz");
         }
         int error = 0;
         state->converter = src_new(SRC_SINC_BEST_QUALITY, 1, &error);
         if (!state->converter) {
             return makeError(AudioFileError::Kind::unreadable,
-                             "cannot convert " + quotedPath(path) + ": " + src_strerror(error));
+                             "cannot convert " + quotedName(path) + ": " + src_strerror(error));
         }
     }
     return std::unique_ptr<AudioFileReader>(new AudioFileReader(std::move(state)));
@@ -216,6 +287,10 @@ int64_t AudioFileReader::sourceFrames() const {
     return state->info.frames;
 }
 
+int64_t AudioFileReader::cleanedSamples() const {
+    return state->cleaned;
+}
+
 int64_t AudioFileReader::expectedSamples() const {
     return static_cast<int64_t>(static_cast<double>(state->info.frames) * state->ratio);
 }
@@ -254,7 +329,7 @@ AudioResult<std::vector<float>> readAudioFile(const std::string& path, int chann
         }
     }
     if (samples.empty()) {
-        return makeError(AudioFileError::Kind::empty, quotedPath(path) + " holds no audio samples");
+        return makeError(AudioFileError::Kind::empty, quotedName(path) + " holds no audio samples");
     }
     return samples;
 }

@@ -17,13 +17,9 @@ namespace audiofile {
 
 namespace {
 
-std::string quotedPath(const std::string& path) {
-    return "'" + path + "'";
-}
-
 AudioFileError writeError(const std::string& path, const std::string& reason) {
     return AudioFileError{AudioFileError::Kind::unwritable,
-                          "cannot write " + quotedPath(path) + ": " + reason};
+                          "cannot write " + quotedName(path) + ": " + reason};
 }
 
 // Distinguishes temporary files of concurrent writers in one process.
@@ -143,6 +139,79 @@ int64_t maxWavSamples(SampleFormat format) {
     return (int64_t{0xFFFFFFFF} - 4096) / bytesPerSample;
 }
 
+void WavWriter::SndFileCloser::operator()(void* opened) const {
+    sf_close(static_cast<SNDFILE*>(opened));
+}
+
+WavWriter::~WavWriter() {
+    discard();
+}
+
+std::optional<AudioFileError> WavWriter::create(const std::string& name, SampleFormat kind) {
+    discard();
+    path = name;
+    format = kind;
+    written = 0;
+    if (auto error = output.create(path)) {
+        return error;
+    }
+    SF_INFO info{};
+    info.samplerate = kOutputRate;
+    info.channels = 1;
+    info.format =
+        SF_FORMAT_WAV | (format == SampleFormat::float32 ? SF_FORMAT_FLOAT : SF_FORMAT_PCM_16);
+    SNDFILE* opened = sf_open_fd(output.releaseDescriptor(), SFM_WRITE, &info, SF_TRUE);
+    if (!opened) {
+        output.discard();
+        return writeError(path, sf_strerror(nullptr));
+    }
+    sf_command(opened, SFC_SET_CLIPPING, nullptr, SF_TRUE);
+    file.reset(opened);
+    return std::nullopt;
+}
+
+std::optional<AudioFileError> WavWriter::write(const float* samples, int64_t count) {
+    if (!file) {
+        return writeError(path, "the file is not open");
+    }
+    const int64_t maxSamples = maxWavSamples(format);
+    if (count < 0 || (count > 0 && !samples) || count > maxSamples - written) {
+        discard();
+        return writeError(path, "the signal is too long for a WAV file (at most " +
+                                    std::to_string(maxSamples) + " samples)");
+    }
+    auto* opened = static_cast<SNDFILE*>(file.get());
+    constexpr int64_t kPiece = 1 << 16;
+    for (int64_t done = 0; done < count;) {
+        const sf_count_t piece = static_cast<sf_count_t>(std::min(kPiece, count - done));
+        if (sf_writef_float(opened, samples + done, piece) != piece) {
+            const std::string reason = sf_strerror(opened);
+            discard();
+            return writeError(path, reason);
+        }
+        done += piece;
+    }
+    written += count;
+    return std::nullopt;
+}
+
+std::optional<AudioFileError> WavWriter::commit() {
+    if (!file) {
+        return writeError(path, "the file is not open");
+    }
+    // Closing writes the final header; its failure means an incomplete file.
+    if (sf_close(static_cast<SNDFILE*>(file.release())) != 0) {
+        discard();
+        return writeError(path, "the file could not be completed");
+    }
+    return output.commit();
+}
+
+void WavWriter::discard() {
+    file.reset();
+    output.discard();
+}
+
 std::optional<AudioFileError> writeWavFile(const std::string& path, const float* samples,
                                            int64_t count, SampleFormat format) {
     if (count < 0 || (count > 0 && !samples)) {
@@ -153,36 +222,14 @@ std::optional<AudioFileError> writeWavFile(const std::string& path, const float*
         return writeError(path, "the signal is too long for a WAV file (" + std::to_string(count) +
                                     " samples, at most " + std::to_string(maxSamples) + ")");
     }
-    AtomicFile output;
-    if (auto error = output.create(path)) {
+    WavWriter writer;
+    if (auto error = writer.create(path, format)) {
         return error;
     }
-    SF_INFO info{};
-    info.samplerate = kOutputRate;
-    info.channels = 1;
-    info.format =
-        SF_FORMAT_WAV | (format == SampleFormat::float32 ? SF_FORMAT_FLOAT : SF_FORMAT_PCM_16);
-    SNDFILE* file = sf_open_fd(output.releaseDescriptor(), SFM_WRITE, &info, SF_TRUE);
-    if (!file) {
-        return writeError(path, sf_strerror(nullptr));
+    if (auto error = writer.write(samples, count)) {
+        return error;
     }
-    sf_command(file, SFC_SET_CLIPPING, nullptr, SF_TRUE);
-
-    constexpr int64_t kPiece = 1 << 16;
-    for (int64_t done = 0; done < count;) {
-        const sf_count_t piece = static_cast<sf_count_t>(std::min(kPiece, count - done));
-        if (sf_writef_float(file, samples + done, piece) != piece) {
-            const std::string reason = sf_strerror(file);
-            sf_close(file);
-            return writeError(path, reason);
-        }
-        done += piece;
-    }
-    // Closing writes the final header; its failure means an incomplete file.
-    if (sf_close(file) != 0) {
-        return writeError(path, "the file could not be completed");
-    }
-    return output.commit();
+    return writer.commit();
 }
 
 } // namespace audiofile

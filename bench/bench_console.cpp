@@ -6,9 +6,10 @@
 #include "console/TarnViewController.h"
 #include "settings/SettingsStore.h"
 
-#include <GL/gl.h>
 #include <QApplication>
 #include <QElapsedTimer>
+#include <QOpenGLContext>
+#include <QOpenGLFunctions>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -51,9 +52,10 @@ struct ShownConsole {
     // One tick, with the drawing finished by the GL before the clock stops.
     void tick() {
         console.updateDisplay();
-        console.spectrumDisplay()->makeCurrent();
-        glFinish();
-        console.spectrumDisplay()->doneCurrent();
+        SpectrumView* view = console.spectrumDisplay();
+        view->makeCurrent();
+        view->context()->functions()->glFinish();
+        view->doneCurrent();
     }
 
     QTemporaryDir directory;

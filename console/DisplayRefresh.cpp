@@ -1,5 +1,7 @@
 // The refresh tick and the tuning and display controls.
 #include "console/ConsoleWidgets.h"
+#include "console/FrequencyAxis.h"
+#include "console/QsoLogging.h"
 #include "console/RecordingPlayer.h"
 #include "console/SpectrumView.h"
 #include "console/TarnViewController.h"
@@ -69,7 +71,9 @@ void TarnViewController::updateDisplay() {
     signalAtFrequency()->setText(
         formatted("%.1f", static_cast<double>(engine.status().signalLevel)));
 
-    if (const std::optional<std::string> drained = engine.drainTextBuffer()) {
+    const std::optional<std::string> drained = engine.drainTextBuffer();
+    logging->receiverTick(drained ? *drained : std::string_view(), engine.status());
+    if (drained) {
         QPlainTextEdit* view = textOutput();
         QTextDocument* document = view->document();
         // Plain-text length: every character and line break counts one.
@@ -123,32 +127,30 @@ void TarnViewController::zoomPressed() {
     ui->zoomButton->setText(displayZoomed ? tr("Full span") : tr("Zoom"));
 }
 
-bool TarnViewController::touchesBegan(QObject* target, const QPointF& position) {
-    if (target == nullptr || target != spectrumView.data())
-        return false;
-    tapToTune(static_cast<float>(position.x()));
-    return true;
-}
-
-void TarnViewController::tapToTune(float x) {
+void TarnViewController::tuneAt(const QPointF& position) {
+    const auto x = static_cast<float>(position.x());
     TarnData& engine = *theData();
     const double frequency = engine.frequency();
-    float low = 500.0f;
-    float high = 2500.0f;
-    if (displayZoomed && displayMode == 1) {
-        low = static_cast<float>(frequency - 64);
-        high = static_cast<float>(frequency + 64);
-    } else if (displayZoomed && displayMode == 0) {
-        low = static_cast<float>(frequency - 256);
-        high = static_cast<float>(frequency + 256);
-    }
     const float w = spectrumView ? static_cast<float>(spectrumView->width()) : 1.0f;
-    const float product = x * (high - low);
-    const float quotient = product / w;
-    const float tuned = low + quotient;
-    engine.setFrequency(static_cast<double>(tuned));
+    engine.setFrequency(
+        FrequencyAxis::forTapping(frequency, displayMode, displayZoomed).frequencyAt(x, w));
     afcOnOff()->setChecked(true);
     engine.setAutomaticFrequencyControl(afcOnOff()->isChecked());
     updateFrequencyDisplay();
     updateafcDisplay();
+}
+
+void TarnViewController::paintSpectrum(SpectrumRenderer& renderer, const QRectF& rect) {
+    if (inBackground)
+        return;
+    TarnData& engine = *theData();
+    const SpectrumRenderer::RowSource rows = [this, &engine](int rowsBack,
+                                                             std::span<float, 1024> out) {
+        spectrumRowSource ? spectrumRowSource(rowsBack, out)
+                          : engine.copySpectrumRow(rowsBack, out);
+    };
+    if (displayMode == 1)
+        renderer.drawSpectrum(engine.frequency(), displayZoomed, rows);
+    else if (displayMode == 0)
+        renderer.drawSonogram(engine.frequency(), displayZoomed, rect.height(), rows);
 }

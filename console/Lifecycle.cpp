@@ -19,6 +19,8 @@
 #include <QTimer>
 #include <QWindow>
 
+#include <filesystem>
+
 namespace {
 
 constexpr int kRefreshMilliseconds = 200;
@@ -61,7 +63,7 @@ TarnData* TarnViewController::theData() {
     return _theData.get();
 }
 
-void TarnViewController::viewDidLoad() {
+void TarnViewController::initializeConsole() {
     // The display gets the larger share of the height.
     ui->displaySplitter->setStretchFactor(0, 3);
     ui->displaySplitter->setStretchFactor(1, 2);
@@ -82,7 +84,7 @@ void TarnViewController::viewDidLoad() {
     updateFrequencyDisplay();
     updateSquelchDisplay();
     connect(qApp, &QGuiApplication::applicationStateChanged, this,
-            &TarnViewController::applicationStateChanged);
+            &TarnViewController::onApplicationStateChanged);
     updateDisplayTimer = startDisplayTimer();
     inBackground = false;
     initializeSettings();
@@ -107,7 +109,7 @@ void TarnViewController::initSpectrumDisplay() {
     // A new view brings a new GL context; it draws only when the tick asks.
     auto* view = new SpectrumView(ui->spectrumHolder);
     view->setDrawCallback(
-        [this](SpectrumView* drawn, const QRectF& rect) { glkView(drawn, rect); });
+        [this](SpectrumRenderer& renderer, const QRectF& rect) { paintSpectrum(renderer, rect); });
     view->installEventFilter(this);
     ui->spectrumHolder->layout()->addWidget(view);
     view->show(); // on screen now if the console is
@@ -116,8 +118,7 @@ void TarnViewController::initSpectrumDisplay() {
 
 void TarnViewController::initializeToolbar() {
     for (int n = 1; n <= 10; ++n)
-        macroButton(n)->setText(
-            store.stringForKey(QStringLiteral("b%1Name").arg(n)).value_or(QString()));
+        macroButton(n)->setText(store.macroName(n).value_or(QString()));
 }
 
 void TarnViewController::enteredBackground() {
@@ -131,7 +132,7 @@ void TarnViewController::enteredBackground() {
     delete spectrumView.data();
 }
 
-void TarnViewController::enteredForground() {
+void TarnViewController::enteredForeground() {
     inBackground = false;
     updateDisplayTimer = startDisplayTimer();
     // Always a fresh view and context; one still there (the activation right
@@ -143,7 +144,7 @@ void TarnViewController::enteredForground() {
 // Background: the application hidden or suspended, or the window minimised.
 // Foreground: the application active after launch or after the background;
 // a mere change of focus between windows is neither.
-void TarnViewController::applicationStateChanged(Qt::ApplicationState state) {
+void TarnViewController::onApplicationStateChanged(Qt::ApplicationState state) {
     const Qt::ApplicationState previous = lastApplicationState;
     lastApplicationState = state;
     if (state == Qt::ApplicationHidden || state == Qt::ApplicationSuspended) {
@@ -154,7 +155,7 @@ void TarnViewController::applicationStateChanged(Qt::ApplicationState state) {
         launchActivationSeen = true;
         if (launch || inBackground || previous == Qt::ApplicationHidden ||
             previous == Qt::ApplicationSuspended)
-            enteredForground();
+            enteredForeground();
     }
 }
 
@@ -163,7 +164,7 @@ void TarnViewController::changeEvent(QEvent* event) {
         if (isMinimized() && !inBackground)
             enteredBackground();
         else if (!isMinimized() && inBackground)
-            enteredForground();
+            enteredForeground();
     }
     QMainWindow::changeEvent(event);
 }
@@ -173,13 +174,21 @@ void TarnViewController::editButton() {
 }
 
 void TarnViewController::enterSetup() {
-    segueToConfig();
+    openSettings();
 }
 
 void TarnViewController::settingsFinished() {
-    if (settingsDialog)
-        settingsDialog->accept();
     initializeFromSettings();
+}
+
+void TarnViewController::initializeSettings() {
+    store.fillInDefaults();
+    store.synchronize();
+}
+
+void TarnViewController::initializeFromSettings() {
+    initializeToolbar();
+    theData()->setForceOutputToSpeaker(store.forceOutputToSpeaker());
 }
 
 void TarnViewController::closeKeyboard() {
@@ -191,7 +200,15 @@ void TarnViewController::swipeGestureAction() {
 }
 
 bool TarnViewController::playRecording(const QString& path, QString* error) {
-    const std::string failure = player->play(path.toStdString());
+    // Only a regular file: opening a FIFO with no writer, or a device, would
+    // block the console before its window shows.
+    std::error_code status;
+    const std::filesystem::file_status type =
+        std::filesystem::status(std::filesystem::path(path.toStdString()), status);
+    const std::string failure =
+        std::filesystem::exists(type) && !std::filesystem::is_regular_file(type)
+            ? QStringLiteral("'%1' is not a regular file").arg(path).toStdString()
+            : player->play(path.toStdString());
     if (!failure.empty()) {
         if (error != nullptr)
             *error = QString::fromStdString(failure);

@@ -2,22 +2,14 @@
 // backslash escapes, sending the input field, the TX indicator, and the way to
 // the settings screen.
 //
-// Escapes are a backslash and one character, matched case-sensitively. A
-// macro button's pass (processMacro) expands only \S (the QSO field) and a
-// doubled backslash (to one) and acts on \X (send now); the pass before every send
-// (processMacroBeforeOutput) expands \C (call sign), \L (location), \S, \n
-// (line feed) and \\. Anything else, and a backslash at the very end, is kept
-// as it stands. Because the first pass turns \\ into one backslash, the second
-// pass reads that backslash as the start of an escape: "\\n" from a macro
-// ends up as a line feed.
-//
-// Texts reach the engine as UTF-16 code units; the transmitter keeps the low
-// 8 bits of each. Characters that pass through appendCharToInputString are cut
-// to their low 8 bits and dropped unless ASCII, while the expansions of \C, \L
-// and \S go in whole.
+// The escapes and their two passes are MacroExpander's; the console feeds it
+// the stored call sign and location and the QSO field, and puts its results
+// into the input field.
 #include "console/TarnViewController.h"
 
-#include "settings/AudioDeviceList.h"
+#include "console/MacroExpander.h"
+#include "console/QsoLogging.h"
+
 #include "settings/SettingsStore.h"
 #include "settings/SettingsViewController.h"
 
@@ -33,8 +25,6 @@
 #include <string_view>
 
 namespace {
-
-constexpr char16_t kBackslash = u'\\';
 
 // How often the TX indicator looks at the engine while a message plays (ms).
 constexpr int kTxIndicatorPollInterval = 100;
@@ -57,8 +47,7 @@ void showTxIndicator(QToolBar* toolbar, QLabel* indicator, bool shown) {
 // Macro button n (1..10): its text ("b1Text".."b10Text"), read from the store
 // at the moment of the press, goes through the first pass.
 void pressMacroButton(TarnViewController& console, int n) {
-    console.processMacro(
-        console.settingsStore().stringForKey(QStringLiteral("b%1Text").arg(n)).value_or(QString()));
+    console.processMacro(console.settingsStore().macroText(n).value_or(QString()));
 }
 
 std::u16string_view utf16View(const QString& text) {
@@ -99,72 +88,25 @@ void TarnViewController::m10ButtonPressed() {
 }
 
 void TarnViewController::processMacro(const QString& macroText) {
-    const qsizetype length = macroText.size();
-    for (qsizetype i = 0; i < length; ++i) {
-        const char16_t c = macroText[i].unicode();
-        if (c != kBackslash || i == length - 1) {
-            appendCharToInputString(c);
-            continue;
-        }
-        const char16_t escape = macroText[++i].unicode();
-        switch (escape) {
-        case u'S': {
-            const QString qso = qsoInput()->text();
-            appendStringToInputString(&qso);
-            break;
-        }
-        case kBackslash:
-            appendCharToInputString(kBackslash);
-            break;
-        case u'X':
-            // The rest of the macro is dropped.
-            processTextInput();
-            return;
-        default:
-            // \C, \L and \n wait for the pass before sending.
-            appendCharToInputString(kBackslash);
-            appendCharToInputString(escape);
-            break;
-        }
-    }
+    const MacroExpander::ButtonResult added = macroExpander().expandForButton(utf16View(macroText));
+    const QString text = QString::fromStdU16String(added.text);
+    appendStringToInputString(&text);
+    if (added.sendNow)
+        processTextInput(); // the rest of the macro is dropped
 }
 
 void TarnViewController::processMacroBeforeOutput() {
     const QString text = textInput()->text();
-    textInput()->clear();
-    const qsizetype length = text.size();
-    for (qsizetype i = 0; i < length; ++i) {
-        const char16_t c = text[i].unicode();
-        if (c != kBackslash || i == length - 1) {
-            appendCharToInputString(c);
-            continue;
-        }
-        const char16_t escape = text[++i].unicode();
-        switch (escape) {
-        case u'C':
-        case u'L': {
-            const std::optional<QString> value = store.stringForKey(
-                escape == u'C' ? QStringLiteral("callsign") : QStringLiteral("location"));
-            appendStringToInputString(value ? &*value : nullptr);
-            break;
-        }
-        case u'S': {
-            const QString qso = qsoInput()->text();
-            appendStringToInputString(&qso);
-            break;
-        }
-        case u'n':
-            appendCharToInputString(u'\n');
-            break;
-        case kBackslash:
-            appendCharToInputString(kBackslash);
-            break;
-        default:
-            appendCharToInputString(kBackslash);
-            appendCharToInputString(escape);
-            break;
-        }
-    }
+    textInput()->setText(
+        QString::fromStdU16String(macroExpander().expandForSending(utf16View(text))));
+}
+
+MacroExpander TarnViewController::macroExpander() {
+    const auto stored = [](const std::optional<QString>& value) {
+        return value ? std::optional<std::u16string>(value->toStdU16String()) : std::nullopt;
+    };
+    return MacroExpander(
+        {stored(store.callsign()), stored(store.location()), qsoInput()->text().toStdU16String()});
 }
 
 void TarnViewController::processTextInput() {
@@ -190,6 +132,7 @@ void TarnViewController::processTextInput() {
     output->insertPlainText(QStringLiteral("\nSending: ") + text + QLatin1Char('\n'));
     output->verticalScrollBar()->setValue(output->verticalScrollBar()->maximum());
     textInput()->clear();
+    logging->transmissionStarted();
 
     // The indicator follows the engine until the message has played out.
     auto* poll = findChild<QTimer*>(QStringLiteral("txIndicatorPoll"));
@@ -208,12 +151,6 @@ void TarnViewController::processTextInput() {
     poll->start();
 }
 
-bool TarnViewController::textFieldShouldReturn(QLineEdit* textField) {
-    if (textField == textInput())
-        processTextInput();
-    return true;
-}
-
 void TarnViewController::appendStringToInputString(const QString* string) {
     if (string == nullptr)
         return;
@@ -230,26 +167,27 @@ void TarnViewController::appendCharToInputString(uint32_t characterCode) {
 }
 
 void TarnViewController::syncTxRx() {
-    doSynxTxRx();
+    doSyncTxRx();
 }
 
-void TarnViewController::doSynxTxRx() {
+void TarnViewController::doSyncTxRx() {
     theData()->lockFrequency();
     updateFrequencyDisplay();
     afcOnOff()->setChecked(false);
     theData()->setAutomaticFrequencyControl(afcOnOff()->isChecked());
 }
 
-void TarnViewController::segueToConfig() {
+void TarnViewController::openSettings() {
     if (settingsDialog) {
         settingsDialog->raise();
         settingsDialog->activateWindow();
         return;
     }
-    auto* screen = new SettingsViewController(store, listAudioDevices(),
-                                              deviceFormFactor == FormFactor::tablet, this);
+    auto* screen =
+        new SettingsViewController(store, audioDevices ? audioDevices() : AudioDeviceNames{},
+                                   deviceFormFactor == FormFactor::tablet, this);
     screen->setAttribute(Qt::WA_DeleteOnClose);
-    screen->setDelegate(this);
+    connect(screen, &QDialog::accepted, this, &TarnViewController::settingsFinished);
     settingsDialog = screen;
     screen->open();
 }

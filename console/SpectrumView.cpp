@@ -4,6 +4,8 @@
 #include <QOpenGLFunctions>
 #include <QSurfaceFormat>
 
+#include <utility>
+
 namespace {
 int createdContexts = 0;
 int releasedContexts = 0;
@@ -28,14 +30,19 @@ SpectrumView::~SpectrumView() = default;
 
 void SpectrumView::initializeGL() {
     ++createdContexts;
+    renderer.initialize();
     connect(
         context(), &QOpenGLContext::aboutToBeDestroyed, context(), [] { ++releasedContexts; },
         Qt::DirectConnection);
 }
 
-// Repaints the window system asks for (expose, resize, grab) show the last
-// frame; only display() draws.
-void SpectrumView::paintGL() {}
+void SpectrumView::paintGL() {
+    // The framebuffer keeps its contents between paints (partial updates).
+    if (!std::exchange(frameRequested, false))
+        return;
+    ++frames;
+    drawCallback(renderer, QRectF(0, 0, width(), height()));
+}
 
 void SpectrumView::display() {
     if (!isValid() || !drawCallback)
@@ -44,8 +51,8 @@ void SpectrumView::display() {
     const qreal ratio = devicePixelRatioF();
     context()->functions()->glViewport(0, 0, static_cast<int>(width() * ratio),
                                        static_cast<int>(height() * ratio));
-    ++frames;
-    drawCallback(this, QRectF(0, 0, width(), height()));
+    frameRequested = true;
+    paintGL();
     doneCurrent();
     update(); // show the new frame
 }

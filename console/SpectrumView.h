@@ -1,7 +1,10 @@
 // The console's GL surface for the spectrum and waterfall. It draws only
-// when asked (display()): the refresh tick is its only clock, and the
-// drawing itself is the console's (TarnViewController::glkView).
+// when asked (display()): the refresh tick is its only clock. What it draws
+// is the console's choice (TarnViewController::paintSpectrum), through the
+// SpectrumRenderer it owns for its context.
 #pragma once
+
+#include "console/SpectrumRenderer.h"
 
 #include <QOpenGLWidget>
 #include <QRectF>
@@ -11,9 +14,9 @@
 class SpectrumView : public QOpenGLWidget {
     Q_OBJECT
 public:
-    // Called with the view and its rectangle in points while the view's GL
-    // context is current.
-    using DrawCallback = std::function<void(SpectrumView*, const QRectF&)>;
+    // Called with the view's renderer and its rectangle in points while the
+    // view's GL context is current.
+    using DrawCallback = std::function<void(SpectrumRenderer&, const QRectF&)>;
 
     explicit SpectrumView(QWidget* parent = nullptr);
     ~SpectrumView() override;
@@ -35,9 +38,13 @@ public:
 
 protected:
     void initializeGL() override;
+    // Draws the frame display() asked for. Repaints the window system asks
+    // for (expose, resize, grab) show the last frame instead.
     void paintGL() override;
 
 private:
     DrawCallback drawCallback;
+    SpectrumRenderer renderer;
+    bool frameRequested = false;
     int frames = 0;
 };

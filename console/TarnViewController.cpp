@@ -1,8 +1,10 @@
-// The main screen's construction, outlets and input events.
+// The main screen's construction, widgets and input events.
 #include "console/TarnViewController.h"
 #include "audio/EngineAudio.h"
 
+#include "console/ConsoleFeatures.h"
 #include "console/ConsoleWidgets.h"
+#include "console/QsoLogging.h"
 #include "console/RecordingPlayer.h"
 #include "console/SpectrumView.h"
 #include "settings/SettingsStore.h"
@@ -40,7 +42,10 @@ TarnViewController::TarnViewController(AudioPlatform& platform, SettingsStore& s
     txLabel->setVisible(false);
     ui->macroToolbar->addWidget(txLabel)->setVisible(false);
     connectControls();
-    viewDidLoad();
+    logging = new QsoLogging(store, qsoInput(), textOutput(), this);
+    initializeConsole();
+    // Frequency scale, Auto squelch, keys, fonts and the settings' Display group.
+    new ConsoleFeatures(*this);
 }
 
 TarnViewController::~TarnViewController() {
@@ -69,10 +74,9 @@ void TarnViewController::connectControls() {
         &TarnViewController::m9ButtonPressed, &TarnViewController::m10ButtonPressed};
     for (int n = 1; n <= 10; ++n)
         connect(macroButton(n), &QAction::triggered, this, pressed[n - 1]);
+    // Return sends the input field; in the QSO field it does nothing.
     connect(ui->textInputField, &QLineEdit::returnPressed, this,
-            [this] { textFieldShouldReturn(ui->textInputField); });
-    connect(ui->qsoInputField, &QLineEdit::returnPressed, this,
-            [this] { textFieldShouldReturn(ui->qsoInputField); });
+            &TarnViewController::processTextInput);
     ui->textInputField->installEventFilter(this);
 }
 
@@ -135,14 +139,17 @@ bool TarnViewController::eventFilter(QObject* watched, QEvent* event) {
         break;
     case QEvent::MouseButtonPress: {
         auto* mouse = static_cast<QMouseEvent*>(event);
-        if (mouse->button() == Qt::LeftButton && touchesBegan(watched, mouse->position()))
+        if (mouse->button() == Qt::LeftButton && watched != nullptr &&
+            watched == spectrumView.data()) {
+            tuneAt(mouse->position());
             return true;
+        }
         break;
     }
     case QEvent::TouchBegin: {
         auto* touch = static_cast<QTouchEvent*>(event);
         if (watched == spectrumView.data() && !touch->points().isEmpty()) {
-            touchesBegan(watched, touch->points().first().position());
+            tuneAt(touch->points().first().position());
             event->accept();
             return true;
         }

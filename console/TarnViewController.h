@@ -5,15 +5,16 @@
 // typed text and the ten macro buttons into engine operations.
 //
 // The code is split by area:
-//   TarnViewController.cpp construction, outlets, key, mouse and touch input
+//   TarnViewController.cpp construction, widgets, key, mouse and touch input
 //   DisplayRefresh.cpp   refresh tick, label refreshers, tuning controls,
-//                        tap-to-tune, display mode and zoom
-//   SpectrumDrawing.cpp  the spectrum trace and the waterfall (GL)
+//                        tap-to-tune, display mode and zoom, what each
+//                        frame draws
+//   SpectrumRenderer     the spectrum trace and the waterfall (GL)
 //   Lifecycle.cpp        set-up order, lazy engine, background/foreground,
 //                        toolbar, closing the settings screen
 //   SettingsDefaults.cpp first-run defaults and applying the settings
 //   Macros.cpp           macro buttons, escapes, sending typed text, the
-//                        settings screen's opening (segueToConfig) and the
+//                        settings screen's opening (openSettings) and the
 //                        TX indicator
 //   RecordingPlayer      audio files fed to the receiver ("Play recording…")
 //
@@ -23,8 +24,9 @@
 // properties, drainTextBuffer and spectrumLevel.
 #pragma once
 
+#include "console/FormFactor.h"
 #include "engine/TarnData.h"
-#include "settings/SettingsDelegate.h"
+#include "settings/AudioDeviceNames.h"
 
 #include <QMainWindow>
 #include <QPointF>
@@ -49,28 +51,27 @@ class QLabel;
 class QLineEdit;
 class QPlainTextEdit;
 class QTimer;
+class QsoLogging;
 class QToolBar;
 class LevelSlider;
+class MacroExpander;
 class MomentarySegmentedControl;
 class RecordingPlayer;
 class SettingsStore;
+class SpectrumRenderer;
 class SpectrumView;
 
 namespace Ui {
 class TarnViewController;
 }
 
-// The device's form factor: sets rounded corners, the squelch default and
-// the default output route.
-enum class FormFactor { phone = 0, tablet = 1 };
-
-class TarnViewController : public QMainWindow, public SettingsDelegate {
+class TarnViewController : public QMainWindow {
     Q_OBJECT
 
 public:
     // `platform` is the audio system the engine is built on (it must outlive
-    // the console); `store` holds the operator's settings. The view is set up
-    // (viewDidLoad) by the constructor.
+    // the console); `store` holds the operator's settings. The constructor
+    // sets the console up (initializeConsole).
     TarnViewController(AudioPlatform& platform, SettingsStore& store,
                        FormFactor formFactor = FormFactor::tablet, QWidget* parent = nullptr);
     ~TarnViewController() override;
@@ -82,11 +83,11 @@ public:
     // The newest refresh timer. A return to the foreground starts a further
     // timer without stopping one still running here, so more than one can tick.
     QPointer<QTimer> updateDisplayTimer;
-    // The settings screen while it is open; segueToConfig sets it,
-    // settingsFinished closes it.
+    // The settings screen while it is open; openSettings sets it, and it
+    // closes itself when accepted.
     QPointer<QDialog> settingsDialog;
 
-    // ---- Outlets --------------------------------------------------------------
+    // ---- Widgets ---------------------------------------------------------------
     QLineEdit* textInput() const;
     QLineEdit* qsoInput() const;
     QPlainTextEdit* textOutput() const;
@@ -110,19 +111,25 @@ public:
     TarnData* theData();
     SettingsStore& settingsStore() { return store; }
     FormFactor formFactor() const { return deviceFormFactor; }
+    // Where the settings screen gets the audio devices it offers; without
+    // one it offers only the system default.
+    void setAudioDeviceSource(std::function<AudioDeviceNames()> source) {
+        audioDevices = std::move(source);
+    }
     // The audio file feeder behind "Play recording…".
     RecordingPlayer* recordingPlayer() const { return player.get(); }
     // Starts feeding an audio file into the receiver as if it came from the
     // radio. When the file cannot be played: false, and the reason goes to
     // `error` if given, else to a message box.
     bool playRecording(const QString& path, QString* error = nullptr);
+    // The QSO form, the log, capture from the receive view and spotting.
+    QsoLogging* qsoLogging() const { return logging; }
 
     // ---- Lifecycle -----------------------------------------------------------
-    void viewDidLoad();
     void initSpectrumDisplay();
     void initializeToolbar();
     void enteredBackground();
-    void enteredForground();
+    void enteredForeground();
     void enterSetup();
     void initializeSettings();
     void initializeFromSettings();
@@ -132,17 +139,15 @@ public:
     void updateFrequencyDisplay();
     void updateSquelchDisplay();
     void updateDisplay();
-    // Tap-to-tune at x points from the left edge of the spectrum view.
-    void tapToTune(float x);
 
     // ---- Drawing (SpectrumView calls back here) ------------------------------
-    void glkView(SpectrumView* view, const QRectF& rect);
+    // One frame into `rect` (points): the waterfall in mode 0, the spectrum
+    // in mode 1, nothing in another mode or in the background.
+    void paintSpectrum(SpectrumRenderer& renderer, const QRectF& rect);
     // Where the drawing gets waterfall rows (rowsBack 0 = newest): the
     // engine's copy-out unless replaced (tests draw rows of their own).
     using SpectrumRowSource = std::function<bool(int rowsBack, std::span<float, 1024> out)>;
     void setSpectrumRowSource(SpectrumRowSource source) { spectrumRowSource = std::move(source); }
-    void drawSpectrum(const QRectF& rect);
-    void drawSonogram(const QRectF& rect);
 
 public slots:
     // Tuning and display controls.
@@ -155,6 +160,9 @@ public slots:
     void closeKeyboard();
     void editButton();
     void playRecordingPressed();
+    // Tap-to-tune at `position` (points in the spectrum view; only x counts):
+    // tunes there and switches AFC on.
+    void tuneAt(const QPointF& position);
 
     // Macros and text entry (Macros.cpp).
     void m1ButtonPressed();
@@ -169,31 +177,34 @@ public slots:
     void m10ButtonPressed();
     void processMacro(const QString& macroText);
     void processMacroBeforeOutput();
+    // Expands, sends and echoes textInput (Return in it does this).
     void processTextInput();
-    // Return in a text field; sends only for textInput. Always true.
-    bool textFieldShouldReturn(QLineEdit* textField);
     // A null string appends nothing.
     void appendStringToInputString(const QString* string);
     void appendCharToInputString(uint32_t characterCode);
     void syncTxRx();
-    void doSynxTxRx();
-    // Opens the settings screen modally with the console as its delegate
-    // (Macros.cpp: creates the dialog, stores it in settingsDialog, shows it).
-    void segueToConfig();
-    // The settings screen is done: close it and apply the settings.
-    void settingsFinished() override;
+    void doSyncTxRx();
+    // Opens the settings screen modally (Macros.cpp: creates the dialog,
+    // stores it in settingsDialog, shows it).
+    void openSettings();
+    // The settings screen was accepted (and has closed): apply the settings.
+    void settingsFinished();
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
     void changeEvent(QEvent* event) override;
 
+private slots:
+    // Background and foreground follow the application's state.
+    void onApplicationStateChanged(Qt::ApplicationState state);
+
 private:
-    // Tap-to-tune from a touch or click on `target` at `position` (points in
-    // target's coordinates); false when the target is not the spectrum view.
-    bool touchesBegan(QObject* target, const QPointF& position);
+    // Set-up order once the widgets exist: display, engine, timer, settings.
+    void initializeConsole();
     void connectControls();
-    void applicationStateChanged(Qt::ApplicationState state);
     QTimer* startDisplayTimer();
+    // The escapes' values as they are now (settings and QSO field).
+    MacroExpander macroExpander();
     // Title and toolbar action follow the recording player (tick).
     void refreshPlayerStatus();
 
@@ -204,10 +215,12 @@ private:
     // The engine is built on the player: declared first, the player outlives it.
     std::unique_ptr<RecordingPlayer> player;
     std::unique_ptr<TarnData> _theData;
+    std::function<AudioDeviceNames()> audioDevices;
     SpectrumRowSource spectrumRowSource;
     // Connects the engine to the player; declared after it, so it goes first.
     std::unique_ptr<tarnaudio::EngineAudio> engineAudio;
     QPointer<SpectrumView> spectrumView;
+    QsoLogging* logging = nullptr;
     QLabel* txLabel = nullptr;
     QAction* playAction = nullptr;
     Qt::ApplicationState lastApplicationState = Qt::ApplicationInactive;

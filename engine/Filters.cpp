@@ -66,4 +66,29 @@ float doFIRFilter(const float* buffer, int32_t index, int32_t size, const float*
     return acc;
 }
 
+void doFIRFilterPair(const float* bufferI, const float* bufferQ, int32_t index, int32_t size,
+                     const float* coefficients, int32_t taps, float& outI, float& outQ) {
+    float accI = 0.0f;
+    float accQ = 0.0f;
+    if (taps >= 1) {
+        const int32_t newest = index < 1 ? index + size - 1 : index - 1;
+        const int32_t beforeWrap = taps < newest + 1 ? taps : newest + 1;
+        const float* sampleI = bufferI + newest;
+        const float* sampleQ = bufferQ + newest;
+        int32_t k = 0;
+        for (; k < beforeWrap; ++k) {
+            accI = accI + sampleI[-k] * coefficients[k];
+            accQ = accQ + sampleQ[-k] * coefficients[k];
+        }
+        sampleI = bufferI + size - 1 + beforeWrap;
+        sampleQ = bufferQ + size - 1 + beforeWrap;
+        for (; k < taps; ++k) {
+            accI = accI + sampleI[-k] * coefficients[k];
+            accQ = accQ + sampleQ[-k] * coefficients[k];
+        }
+    }
+    outI = accI;
+    outQ = accQ;
+}
+
 } // namespace tarn

@@ -20,4 +20,9 @@ extern const float secondStageCoefficients[kFilterTaps];
 float doFIRFilter(const float* buffer, int32_t index, int32_t size, const float* coefficients,
                   int32_t taps);
 
+// The same filter over two buffers at the same position (I and Q), the two
+// sums run side by side; each is the one doFIRFilter gives.
+void doFIRFilterPair(const float* bufferI, const float* bufferQ, int32_t index, int32_t size,
+                     const float* coefficients, int32_t taps, float& outI, float& outQ);
+
 } // namespace tarn

@@ -26,7 +26,7 @@ bool TarnData::sendString(std::u16string_view text) {
         return false;
     }
     sending->store(true, std::memory_order_release);
-    auto transmission = std::make_unique<tarn::Transmission>(engine->renderString(text), sending);
+    auto transmission = std::make_unique<tarn::Transmission>(renderString(text), sending);
     int status = kNoOutputStatus;
     if (sink != nullptr) {
         status = sink->startTransmission(std::move(transmission), forceOutputToSpeaker());
@@ -63,7 +63,7 @@ void TarnData::stopAudioOutput() {
 }
 
 bool TarnData::isSending() const {
-    return engine->sending();
+    return engine->sendingFlag()->load(std::memory_order_acquire);
 }
 
 void TarnData::setForceOutputToSpeaker(bool force) {

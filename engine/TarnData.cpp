@@ -1,35 +1,8 @@
-// The façade: construction, and the calls that only pass through to the
-// engine's inside.
+// The façade: every call passes through to the engine's inside.
 #include "engine/TarnData.h"
 
 #include "engine/Engine.h"
-
-namespace tarn {
-
-Engine::Engine(float squelchDefault) : backgroundNoiseLevel(squelchDefault) {
-    initFFTCoefficients(afcCoeffVector, kAFCFFTSize);
-    initFFTCoefficients(spectrum_coeff_vector, kSpectrumSize);
-    setFrequency(kDefaultFrequency);
-    setAutomaticFrequencyControl(true);
-}
-
-EngineStatus Engine::status() const {
-    const auto relaxed = std::memory_order_relaxed;
-    EngineStatus s;
-    s.frequency = _frequency.load(relaxed);
-    s.frequencyErrorOffset = frequencyErrorOffset.load(relaxed);
-    s.signalLevel = signalAtFrequency.load(relaxed);
-    s.squelch = backgroundNoiseLevel.load(relaxed);
-    s.afcOn = _automaticFrequencyControl.load(relaxed);
-    s.afcAcquiring = useFFTForAFC.load(relaxed);
-    s.sending = sending();
-    s.symbolPhase = publishedSymbolPhase.load(relaxed);
-    s.timingError = carrierStart.load(relaxed);
-    s.waterfallRow = waterfall.newestRow();
-    return s;
-}
-
-} // namespace tarn
+#include "engine/Modulator.h"
 
 TarnData::TarnData(float squelchDefault) : engine(std::make_unique<tarn::Engine>(squelchDefault)) {}
 
@@ -37,7 +10,7 @@ TarnData::TarnData(float squelchDefault) : engine(std::make_unique<tarn::Engine>
 TarnData::~TarnData() = default;
 
 void TarnData::processInputAudioSamples(std::span<const float> samples) {
-    engine->processInputAudioSamples(samples.data(), static_cast<int32_t>(samples.size()));
+    engine->processInputAudioSamples(samples);
 }
 
 void TarnData::setFrequency(double hertz) {
@@ -49,45 +22,57 @@ void TarnData::nudgeFrequency(double hertz) {
 }
 
 void TarnData::lockFrequency() {
-    engine->lockFrequency();
+    engine->receiver().lockFrequency();
 }
 
 double TarnData::frequency() const {
-    return engine->frequency();
+    return engine->receiver().frequency();
 }
 
 void TarnData::setAutomaticFrequencyControl(bool on) {
-    engine->setAutomaticFrequencyControl(on);
+    engine->receiver().setAutomaticFrequencyControl(on);
 }
 
 bool TarnData::automaticFrequencyControl() const {
-    return engine->automaticFrequencyControl();
+    return engine->receiver().automaticFrequencyControl();
 }
 
 void TarnData::setBackgroundNoiseLevel(float level) {
-    engine->setBackgroundNoiseLevel(level);
+    engine->receiver().setSquelch(level);
 }
 
 float TarnData::backgroundNoiseLevel() const {
-    return engine->squelch();
+    return engine->receiver().squelch();
 }
 
 std::optional<std::string> TarnData::drainTextBuffer() {
-    return engine->drainTextBuffer();
+    return engine->receiver().drainText();
 }
 
 tarn::EngineStatus TarnData::status() const {
-    return engine->status();
+    const tarn::Receiver& receiver = engine->receiver();
+    tarn::EngineStatus s;
+    s.frequency = receiver.frequency();
+    s.frequencyErrorOffset = receiver.frequencyErrorOffset();
+    s.signalLevel = receiver.signalLevel();
+    s.squelch = receiver.squelch();
+    s.afcOn = receiver.automaticFrequencyControl();
+    s.afcAcquiring = receiver.acquiring();
+    s.sending = isSending();
+    s.symbolPhase = receiver.symbolPhase();
+    s.timingError = receiver.timingError();
+    s.waterfallRow = engine->waterfall().newestRow();
+    return s;
 }
 
 bool TarnData::copySpectrumRow(int rowsBack, std::span<float, tarn::kSpectrumSize> out) const {
-    return engine->copySpectrumRow(rowsBack, out);
+    return engine->waterfall().copyRow(rowsBack, out);
 }
 
 std::vector<float> TarnData::renderString(std::string_view text) const {
-    return engine->renderString(text);
+    return tarn::Modulator::render(text, frequency());
 }
 
 std::vector<float> TarnData::renderString(std::u16string_view text) const {
-    return engine->renderString(text);
+    return tarn::Modulator::render(text, frequency());
 }

@@ -46,9 +46,7 @@ public:
     }
 
     // True once every sample has been handed to render().
-    bool exhausted() const {
-        return position_.load(std::memory_order_acquire) >= samples_.size();
-    }
+    bool exhausted() const { return position_.load(std::memory_order_acquire) >= samples_.size(); }
     std::size_t size() const { return samples_.size(); }
     // Samples handed out so far; readable from any thread.
     std::size_t position() const { return position_.load(std::memory_order_acquire); }

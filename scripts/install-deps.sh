@@ -11,12 +11,13 @@ packages=(
   build-essential cmake ninja-build pkg-config git
   libgtest-dev libgmock-dev libbenchmark-dev
   libsndfile1-dev libsamplerate0-dev portaudio19-dev libasound2-dev libjack-jackd2-dev
-  zlib1g-dev
+  libpng-dev
   libhamlib-dev libhamlib-utils
   qt6-base-dev qt6-base-dev-tools libqt6opengl6-dev libgl-dev libgl1-mesa-dri
   pulseaudio pulseaudio-utils libasound2-plugins alsa-utils
   xvfb xauth
   help2man gzip dpkg-dev desktop-file-utils appstream debootstrap
+  python3 time
 )
 
 missing=()

@@ -1,6 +1,6 @@
 #include "settings/SettingsViewController.h"
 
-#include "settings/SettingsDelegate.h"
+#include "settings/LoggingSettings.h"
 #include "settings/SettingsStore.h"
 #include "ui_SettingsViewController.h"
 
@@ -10,6 +10,7 @@
 #include <QDesktopServices>
 #include <QGuiApplication>
 #include <QInputMethod>
+#include <QKeyEvent>
 #include <QLineEdit>
 #include <QPropertyAnimation>
 #include <QScrollArea>
@@ -23,10 +24,11 @@ namespace {
 // The project's home page, opened by the web-link button.
 const char* const homePage = "https://tarn-psk31.example.org/";
 
-QString nameKey(int n) {
+// Object names of the macro fields in the form: b1Name, b1Text, ...
+QString nameField(int n) {
     return QStringLiteral("b%1Name").arg(n);
 }
-QString textKey(int n) {
+QString textField(int n) {
     return QStringLiteral("b%1Text").arg(n);
 }
 
@@ -49,11 +51,11 @@ SettingsViewController::SettingsViewController(SettingsStore& store,
         field->installEventFilter(this);
         connect(field, &QLineEdit::returnPressed, this, &SettingsViewController::closeKeyboard);
     }
-    connect(ui->finishedButton, &QPushButton::clicked, this,
-            &SettingsViewController::finishedPressed);
-    connect(ui->weblinkButton, &QPushButton::clicked, this,
-            &SettingsViewController::weblinkPressed);
-    viewDidLoad(devices);
+    connect(ui->finishedButton, &QPushButton::clicked, this, &SettingsViewController::finish);
+    connect(ui->weblinkButton, &QPushButton::clicked, this, &SettingsViewController::openHomePage);
+    fillFields(devices);
+    logging = new LoggingSettings(store, ui->scrollContents);
+    ui->fieldsLayout->addWidget(logging, ui->fieldsLayout->rowCount(), 0, 1, -1);
 }
 
 SettingsViewController::~SettingsViewController() = default;
@@ -78,36 +80,33 @@ QComboBox* SettingsViewController::radioOutputDevice() const {
 }
 
 QLineEdit* SettingsViewController::macroName(int n) const {
-    return findChild<QLineEdit*>(nameKey(n));
+    return findChild<QLineEdit*>(nameField(n));
 }
 
 QLineEdit* SettingsViewController::macroText(int n) const {
-    return findChild<QLineEdit*>(textKey(n));
+    return findChild<QLineEdit*>(textField(n));
 }
 
-void SettingsViewController::viewDidLoad(const AudioDeviceNames& devices) {
+void SettingsViewController::fillFields(const AudioDeviceNames& devices) {
     // An absent value (as "location" is until the first save) leaves the
     // field empty.
-    ui->callsign->setText(store.stringForKey(QStringLiteral("callsign")).value_or(QString()));
-    ui->location->setText(store.stringForKey(QStringLiteral("location")).value_or(QString()));
-    for (int n = 1; n <= kMacroCount; ++n) {
-        macroName(n)->setText(store.stringForKey(nameKey(n)).value_or(QString()));
-        macroText(n)->setText(store.stringForKey(textKey(n)).value_or(QString()));
+    ui->callsign->setText(store.callsign().value_or(QString()));
+    ui->location->setText(store.location().value_or(QString()));
+    for (int n = 1; n <= SettingsStore::kMacroCount; ++n) {
+        macroName(n)->setText(store.macroName(n).value_or(QString()));
+        macroText(n)->setText(store.macroText(n).value_or(QString()));
     }
-    ui->forceOutputToSpeaker->setChecked(store.boolForKey(QStringLiteral("forceOutputToSpeaker")));
-    fillDeviceChooser(ui->radioInputDevice, devices.inputs, QStringLiteral("radioInputDevice"));
-    fillDeviceChooser(ui->radioOutputDevice, devices.outputs, QStringLiteral("radioOutputDevice"));
-    registerForKeyboardNotifications();
+    ui->forceOutputToSpeaker->setChecked(store.forceOutputToSpeaker());
+    fillDeviceChooser(ui->radioInputDevice, devices.inputs, store.radioInputDevice());
+    fillDeviceChooser(ui->radioOutputDevice, devices.outputs, store.radioOutputDevice());
+    followOnScreenKeyboard();
 }
 
 void SettingsViewController::fillDeviceChooser(QComboBox* chooser, const QStringList& names,
-                                               const QString& key) {
+                                               const QString& stored) {
     chooser->addItem(systemDefaultDevice, QString());
     for (const QString& name : names)
         chooser->addItem(name, name);
-    QString stored = store.stringForKey(key).value_or(QString());
-    if (stored == systemDefaultDevice)
-        stored.clear();
     if (stored.isEmpty()) {
         chooser->setCurrentIndex(0);
         return;
@@ -122,25 +121,22 @@ void SettingsViewController::fillDeviceChooser(QComboBox* chooser, const QString
     chooser->setCurrentIndex(index);
 }
 
-void SettingsViewController::finishedPressed() {
-    store.setObject(ui->callsign->text(), QStringLiteral("callsign"));
-    store.setObject(ui->location->text(), QStringLiteral("location"));
-    for (int n = 1; n <= kMacroCount; ++n)
-        store.setObject(macroName(n)->text(), nameKey(n));
-    for (int n = 1; n <= kMacroCount; ++n)
-        store.setObject(macroText(n)->text(), textKey(n));
-    store.setBool(ui->forceOutputToSpeaker->isChecked(), QStringLiteral("forceOutputToSpeaker"));
-    store.setObject(chosenDevice(ui->radioInputDevice), QStringLiteral("radioInputDevice"));
-    store.setObject(chosenDevice(ui->radioOutputDevice), QStringLiteral("radioOutputDevice"));
-    store.synchronize();
-    if (_delegate != nullptr) {
-        finishing = true;
-        _delegate->settingsFinished();
-        finishing = false;
+void SettingsViewController::finish() {
+    store.setCallsign(ui->callsign->text());
+    store.setLocation(ui->location->text());
+    for (int n = 1; n <= SettingsStore::kMacroCount; ++n) {
+        store.setMacroName(n, macroName(n)->text());
+        store.setMacroText(n, macroText(n)->text());
     }
+    store.setForceOutputToSpeaker(ui->forceOutputToSpeaker->isChecked());
+    store.setRadioInputDevice(chosenDevice(ui->radioInputDevice));
+    store.setRadioOutputDevice(chosenDevice(ui->radioOutputDevice));
+    logging->save();
+    store.synchronize();
+    accept();
 }
 
-void SettingsViewController::weblinkPressed() {
+void SettingsViewController::openHomePage() {
     QDesktopServices::openUrl(QUrl(QString::fromLatin1(homePage)));
 }
 
@@ -149,27 +145,20 @@ void SettingsViewController::closeKeyboard() {
         _activeField->clearFocus();
 }
 
-void SettingsViewController::textFieldDidBeginEditing(QLineEdit* field) {
-    _activeField = field;
-    ui->scrollView->ensureWidgetVisible(field);
-}
-
-void SettingsViewController::textFieldDidEndEditing(QLineEdit* field) {
-    if (_activeField == field)
-        _activeField = nullptr;
-}
-
 bool SettingsViewController::eventFilter(QObject* watched, QEvent* event) {
+    // The field with the keyboard focus is the one being edited.
     if (auto* field = qobject_cast<QLineEdit*>(watched)) {
-        if (event->type() == QEvent::FocusIn)
-            textFieldDidBeginEditing(field);
-        else if (event->type() == QEvent::FocusOut)
-            textFieldDidEndEditing(field);
+        if (event->type() == QEvent::FocusIn) {
+            _activeField = field;
+            ui->scrollView->ensureWidgetVisible(field);
+        } else if (event->type() == QEvent::FocusOut && _activeField == field) {
+            _activeField = nullptr;
+        }
     }
     return QDialog::eventFilter(watched, event);
 }
 
-void SettingsViewController::registerForKeyboardNotifications() {
+void SettingsViewController::followOnScreenKeyboard() {
     // A tablet's screen leaves the fields visible above the keyboard.
     if (tablet)
         return;
@@ -187,9 +176,9 @@ void SettingsViewController::keyboardChanged() {
         // Only the first report of a keyboard counts, as the height it comes
         // up with; later size changes while it is up do not scroll again.
         if (keyboardInset == 0)
-            keyboardWasShown(height);
+            makeRoomForKeyboard(height);
     } else if (keyboardInset != 0) {
-        keyboardWillBeHidden();
+        removeKeyboardRoom();
     }
 }
 
@@ -205,7 +194,7 @@ void SettingsViewController::setKeyboardInset(int bottom) {
         std::max(ui->scrollContents->height(), ui->scrollContents->minimumSizeHint().height()));
 }
 
-void SettingsViewController::keyboardWasShown(int keyboardHeight) {
+void SettingsViewController::makeRoomForKeyboard(int keyboardHeight) {
     setKeyboardInset(keyboardHeight);
     if (_activeField == nullptr)
         return;
@@ -222,24 +211,23 @@ void SettingsViewController::keyboardWasShown(int keyboardHeight) {
     animation->start(QAbstractAnimation::DeleteWhenStopped);
 }
 
-void SettingsViewController::keyboardWillBeHidden() {
+void SettingsViewController::removeKeyboardRoom() {
     setKeyboardInset(0);
 }
 
-void SettingsViewController::reject() {
-    // Escape does not leave the screen: there is no cancel, only Done.
+void SettingsViewController::keyPressEvent(QKeyEvent* event) {
+    // Escape (the dialog's cancel key) does not leave the screen: there is no
+    // cancel, only Done.
+    if (event->matches(QKeySequence::Cancel)) {
+        event->accept();
+        return;
+    }
+    QDialog::keyPressEvent(event);
 }
 
 void SettingsViewController::closeEvent(QCloseEvent* event) {
-    // Closing the window is the same as Done, so nothing typed is lost; the
-    // delegate's own close while it handles Done just closes.
-    if (!finishing) {
-        finishedPressed();
-        if (_delegate != nullptr && isVisible()) {
-            // The delegate has closed the screen already or chose to keep it.
-            event->ignore();
-            return;
-        }
-    }
+    // Closing the window is the same as Done, so nothing typed is lost.
+    // (Accepting closes the dialog without a close event of its own.)
+    finish();
     event->accept();
 }

@@ -2,11 +2,11 @@
 // sign, the location, the ten macro buttons (title and text), the speaker
 // switch and the audio devices of the radio connection. It fills its fields
 // from the store when it opens, and writes every field back when the finish
-// button is pressed; then it tells its delegate (the console), which closes it.
-// There is no cancel.
+// button is pressed (or the window is closed); then it is accepted, and
+// whoever opened it applies the settings on `accepted`. There is no cancel.
 #pragma once
 
-#include "settings/AudioDeviceList.h"
+#include "settings/AudioDeviceNames.h"
 
 #include <QDialog>
 
@@ -16,7 +16,7 @@ class QCheckBox;
 class QComboBox;
 class QLineEdit;
 class QScrollArea;
-class SettingsDelegate;
+class LoggingSettings;
 class SettingsStore;
 
 namespace Ui {
@@ -27,8 +27,6 @@ class SettingsViewController : public QDialog {
     Q_OBJECT
 
 public:
-    // Number of macro buttons, numbered 1 to kMacroCount.
-    static constexpr int kMacroCount = 10;
     // What the device choosers show for "no particular device".
     static const QString systemDefaultDevice;
 
@@ -40,8 +38,6 @@ public:
 
     QLineEdit* callsign() const;
     QLineEdit* location() const;
-    SettingsDelegate* delegate() const { return _delegate; }
-    void setDelegate(SettingsDelegate* delegate) { _delegate = delegate; }
     // Title and text fields of macro button n (1..10).
     QLineEdit* macroName(int n) const;
     QLineEdit* macroText(int n) const;
@@ -49,43 +45,41 @@ public:
     QCheckBox* forceOutputToSpeaker() const;
     QComboBox* radioInputDevice() const;
     QComboBox* radioOutputDevice() const;
+    LoggingSettings* loggingSettings() const { return logging; }
     // The field being edited, or nothing.
     QLineEdit* activeField() const { return _activeField; }
 
 public slots:
-    // Stores every field, flushes the store and tells the delegate.
-    void finishedPressed();
+    // Stores every field, writes the store and accepts the dialog.
+    void finish();
     // Opens the project's home page in the system browser.
-    void weblinkPressed();
+    void openHomePage();
     // The field being edited gives up the keyboard.
     void closeKeyboard();
-    void textFieldDidBeginEditing(QLineEdit* field);
-    void textFieldDidEndEditing(QLineEdit* field);
     // An on-screen keyboard of `keyboardHeight` pixels came up: room is made
     // below the fields and the field being edited is scrolled above it.
-    void keyboardWasShown(int keyboardHeight);
+    void makeRoomForKeyboard(int keyboardHeight);
     // The on-screen keyboard went away: the extra room goes, the scroll
     // position stays.
-    void keyboardWillBeHidden();
+    void removeKeyboardRoom();
 
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
-    void reject() override;
+    void keyPressEvent(QKeyEvent* event) override;
     void closeEvent(QCloseEvent* event) override;
 
 private:
-    void viewDidLoad(const AudioDeviceNames& devices);
-    void registerForKeyboardNotifications();
+    void fillFields(const AudioDeviceNames& devices);
+    void followOnScreenKeyboard();
     void keyboardChanged();
-    void fillDeviceChooser(QComboBox* chooser, const QStringList& names, const QString& key);
+    void fillDeviceChooser(QComboBox* chooser, const QStringList& names, const QString& stored);
     void setKeyboardInset(int bottom);
 
     std::unique_ptr<Ui::SettingsViewController> ui;
     SettingsStore& store;
-    SettingsDelegate* _delegate = nullptr;
+    LoggingSettings* logging = nullptr;
     QLineEdit* _activeField = nullptr;
     bool tablet;
-    bool finishing = false;   // the delegate is being told
     int keyboardInset = 0;    // pixels of room made for the keyboard
     int baseBottomMargin = 0; // the fields' own bottom margin
 };

@@ -1,10 +1,15 @@
 #include "tools/CommandLine.h"
 
+#include "audiofile/AudioFile.h"
+
 #include <cctype>
 #include <cerrno>
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace cli {
 
@@ -115,22 +120,88 @@ void warnIfFrequencyClamped(std::string_view command, double frequency) {
     constexpr double kLowest = 500.0;
     constexpr double kHighest = 2500.0;
     if (frequency < kLowest || frequency > kHighest) {
-        char message[120];
-        std::snprintf(message, sizeof message,
-                      "warning: %g Hz is outside 500 .. 2500 Hz; tuning to %g Hz", frequency,
-                      frequency > kHighest ? kHighest : kLowest);
-        reportError(command, message);
+        reportError(command, "warning: " + formatNumber(frequency) +
+                                 " Hz is outside 500 .. 2500 Hz; tuning to " +
+                                 formatNumber(frequency > kHighest ? kHighest : kLowest) + " Hz");
     }
 }
 
-std::string quoted(std::string_view value) {
-    std::string result = "'";
-    for (const char c : value) {
-        // Control characters would break the one-line report.
-        result += (static_cast<unsigned char>(c) < 32) ? '?' : c;
+namespace {
+
+struct NamedFile {
+    std::string name;
+    dev_t device;
+    ino_t inode;
+    std::string leaf; // for a file not made yet: its name in the folder `inode`
+    bool operator==(const NamedFile& other) const {
+        return device == other.device && inode == other.inode && leaf == other.leaf;
     }
-    result += '\'';
-    return result;
+};
+
+// An existing file by its device and inode; one yet to be written by its
+// folder's and its own name, so that two spellings of one new output meet.
+std::optional<NamedFile> identify(const std::string& name, bool mayBeNew) {
+    struct stat about {};
+    if (name.empty()) {
+        return std::nullopt;
+    }
+    if (stat(name.c_str(), &about) == 0) {
+        return NamedFile{name, about.st_dev, about.st_ino, ""};
+    }
+    const size_t slash = name.rfind('/');
+    const std::string folder = slash == std::string::npos ? "." : name.substr(0, slash + 1);
+    const std::string leaf = slash == std::string::npos ? name : name.substr(slash + 1);
+    if (!mayBeNew || errno != ENOENT || leaf.empty() || stat(folder.c_str(), &about) != 0) {
+        return std::nullopt;
+    }
+    return NamedFile{name, about.st_dev, about.st_ino, leaf};
+}
+
+} // namespace
+
+std::optional<std::string> findSameFile(const std::vector<std::string>& inputs,
+                                        const std::vector<std::string>& outputs,
+                                        bool standardInput) {
+    std::vector<NamedFile> seen;
+    for (const std::string& input : inputs) {
+        if (auto file = identify(input, false)) {
+            seen.push_back(*file);
+        }
+    }
+    struct stat about {};
+    if (standardInput && fstat(STDIN_FILENO, &about) == 0 && S_ISREG(about.st_mode)) {
+        seen.push_back(NamedFile{"", about.st_dev, about.st_ino, ""});
+    }
+    const size_t inputCount = seen.size();
+    for (const std::string& output : outputs) {
+        const std::optional<NamedFile> file = identify(output, true);
+        if (!file) {
+            continue;
+        }
+        for (size_t i = 0; i < seen.size(); ++i) {
+            if (!(seen[i] == *file)) {
+                continue;
+            }
+            if (i >= inputCount) {
+                return quoted(seen[i].name) + " and " + quoted(output) +
+                       " are the same file; the outputs need different files";
+            }
+            return quoted(output) + " is also an input" +
+                   (seen[i].name.empty() ? " (standard input)" : "") + "; refusing to overwrite it";
+        }
+        seen.push_back(*file);
+    }
+    return std::nullopt;
+}
+
+std::string formatNumber(double value) {
+    char text[32];
+    const auto result = std::to_chars(text, text + sizeof text, value);
+    return std::string(text, result.ptr);
+}
+
+std::string quoted(std::string_view value) {
+    return audiofile::quotedName(value);
 }
 
 } // namespace cli

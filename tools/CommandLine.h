@@ -60,7 +60,18 @@ void reportError(std::string_view command, std::string_view message);
 // Warns on stderr when a carrier frequency lies outside what the engine
 // tunes to (500 .. 2500 Hz); the engine then uses the nearer limit.
 void warnIfFrequencyClamped(std::string_view command, double frequency);
-// Quotes a value for an error line: 'value'.
+// Checks, before anything is written, that no output is the same file as an
+// input or as another output: device and inode after following links, so a
+// symlink or a hard link is caught too. Outputs not made yet are compared by
+// folder and name; empty names are skipped. With `standardInput`, what stdin reads
+// from counts as an input. Returns the message to report, or nothing.
+std::optional<std::string> findSameFile(const std::vector<std::string>& inputs,
+                                        const std::vector<std::string>& outputs,
+                                        bool standardInput = false);
+// A number as briefly as it reads back exactly: 2500.0001, 1e+20, 0.25.
+std::string formatNumber(double value);
+// Quotes a value or file name for an error line as the shell would read it
+// back: 'value', 'no'$'\n''such' (audiofile::quotedName).
 std::string quoted(std::string_view value);
 
 } // namespace cli

@@ -3,6 +3,7 @@
 #include "audiofile/AudioFile.h"
 #include "tools/Interrupt.h"
 #include "tools/Progress.h"
+#include "tools/ReceivedText.h"
 
 #include <cmath>
 #include <cstring>
@@ -97,7 +98,8 @@ std::optional<int> takeReceiveOption(ArgumentReader& arguments, DecodeOptions& o
 }
 
 DecodeSession::DecodeSession(const DecodeOptions& decodeOptions, std::FILE* text, std::FILE* trace)
-    : options(decodeOptions), textOut(text ? text : stdout), traceOut(trace) {
+    : options(decodeOptions), textOut(text ? text : stdout), traceOut(trace),
+      showControls(showsControlsVisibly(textOut)) {
     tarn = std::make_unique<TarnData>(tarn::kTabletSquelch);
     tarn->setFrequency(options.frequency);
     tarn->setAutomaticFrequencyControl(options.afc);
@@ -135,9 +137,7 @@ bool DecodeSession::processBlock(const float* samples, int32_t count) {
 bool DecodeSession::drainText() {
     bool written = true;
     while (std::optional<std::string> text = tarn->drainTextBuffer()) {
-        if (std::fwrite(text->data(), 1, text->size(), textOut) != text->size()) {
-            written = false;
-        }
+        written = writeReceivedText(textOut, *text, showControls) && written;
     }
     // Text appears as it is decoded, also through a pipe.
     return std::fflush(textOut) == 0 && written;
@@ -181,6 +181,12 @@ bool DecodeSession::writeTraceLine() {
 }
 
 int runDecode(const DecodeOptions& options, std::string_view command, const DecodeHooks& hooks) {
+    if (auto clash = findSameFile({options.input}, {options.tracePath})) {
+        return reportUsageError(command, *clash);
+    }
+    // Covers the opening too, so that a stop signal never leaves the trace's
+    // temporary file behind.
+    const InterruptGuard interruptGuard;
     auto opened = audiofile::AudioFileReader::open(options.input, options.channel);
     if (!opened) {
         return reportUsageError(command, opened.error().message);
@@ -217,8 +223,17 @@ int runDecode(const DecodeOptions& options, std::string_view command, const Deco
         reportError(command, "the receiver could not be started");
         return kExitFailure;
     }
-    const InterruptGuard interruptGuard;
     ProgressLine progress("decoding " + options.input, reader.expectedSamples());
+    // Said once, when the run ends: samples that were not finite numbers.
+    auto reportCleaned = [&] {
+        if (const int64_t cleaned = reader.cleanedSamples()) {
+            reportError(command, "warning: " + quoted(options.input) + ": " +
+                                     std::to_string(cleaned) +
+                                     (cleaned == 1 ? " sample was" : " samples were") +
+                                     " not a finite number (NaN taken as 0, infinity as "
+                                     "+-1.0)");
+        }
+    };
     std::vector<float> block(tarn::kInputBlockSamples);
     for (;;) {
         // Blocks are exactly 2000 samples except the last.
@@ -256,11 +271,24 @@ int runDecode(const DecodeOptions& options, std::string_view command, const Deco
         if (const int signal = InterruptGuard::received()) {
             // Stopped by the user: the unfinished trace is removed.
             progress.finish();
+            reportCleaned();
             closeTrace();
             return 128 + signal;
         }
     }
     progress.finish();
+    reportCleaned();
+    if (options.retuneAt && !session.retunedYet()) {
+        reportError(command, "warning: --retune-at " + formatNumber(*options.retuneAt) +
+                                 " s is past the end of the recording (" +
+                                 formatNumber(static_cast<double>(session.samplesDone()) /
+                                              tarn::kSampleRate) +
+                                 " s); it was not retuned");
+    }
+    if (const int signal = InterruptGuard::received()) {
+        closeTrace();
+        return 128 + signal;
+    }
 
     if (trace) {
         const bool flushed = std::fflush(trace) == 0 && !std::ferror(trace);

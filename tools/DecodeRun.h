@@ -90,6 +90,8 @@ public:
     TarnData& engine() { return *tarn; }
     int64_t blocksDone() const { return blockIndex; }
     int64_t samplesDone() const { return sampleIndex; }
+    // True once --retune-at's time has come and the frequency was set again.
+    bool retunedYet() const { return retuned; }
 
     // The CSV header line of the trace (without newline).
     static const char* traceHeader();
@@ -105,6 +107,7 @@ private:
     int64_t blockIndex = 0;
     int64_t sampleIndex = 0;
     bool retuned = false;
+    bool showControls; // the text goes to a terminal: controls shown, not obeyed
 };
 
 struct DecodeHooks {

@@ -3,13 +3,17 @@
 #include "audiofile/AudioFile.h"
 #include "engine/TarnData.h"
 #include "tools/CommandLine.h"
+#include "tools/Interrupt.h"
 #include "varicode/varicode.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <fcntl.h>
+#include <poll.h>
 #include <random>
 #include <stdexcept>
 #include <unistd.h>
@@ -51,16 +55,36 @@ void printEncodeHelp(std::FILE* out) {
                out);
 }
 
-// Reads at most limit + 1 bytes, so that an oversized text is detected
-// without holding all of it.
-bool readText(std::FILE* in, size_t limit, std::string& text) {
+// Reads at most limit + 1 bytes from `descriptor`, so that an oversized
+// text is detected without holding all of it. Waits in steps of 0.2 s and
+// looks for a stop signal between them: a signal that lands just before a
+// blocking read would otherwise leave it waiting for ever. False on a read
+// error or a stop (InterruptGuard::received() tells which).
+bool readText(int descriptor, size_t limit, std::string& text) {
     char buffer[65536];
     while (text.size() <= limit) {
-        const size_t got = std::fread(buffer, 1, sizeof buffer, in);
-        text.append(buffer, got);
-        if (got < sizeof buffer) {
-            return !std::ferror(in);
+        if (InterruptGuard::received() != 0) {
+            return false;
         }
+        pollfd wanted{descriptor, POLLIN, 0};
+        const int ready = poll(&wanted, 1, 200);
+        if (ready < 0 && errno != EINTR) {
+            return false;
+        }
+        if (ready <= 0) {
+            continue;
+        }
+        const ssize_t got = ::read(descriptor, buffer, sizeof buffer);
+        if (got < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            return false;
+        }
+        if (got == 0) {
+            return true;
+        }
+        text.append(buffer, static_cast<size_t>(got));
     }
     return true;
 }
@@ -73,6 +97,48 @@ int64_t countSymbols(const std::string& text) {
         symbols += static_cast<int64_t>(std::strlen(varicode::pattern(c))) + 4;
     }
     return symbols;
+}
+
+// Writes `leadIn` samples of silence and then the rendered block, with
+// white Gaussian noise of RMS `noiseRms` (seeded by `seed`) added to every
+// sample, one piece at a time: nothing beyond the rendered block grows with
+// the text. The noise comes in sample order from one generator, so a piece
+// size never changes a sample. Returns the exit status when it stopped.
+std::optional<int> writeRecording(audiofile::WavWriter& writer, const float* rendered,
+                                  int64_t count, int64_t leadIn, double noiseRms, uint32_t seed) {
+    constexpr int64_t kPiece = 1 << 16; // samples
+    std::vector<float> piece(static_cast<size_t>(kPiece));
+    std::mt19937 generator(seed);
+    std::normal_distribution<double> noise(0.0, noiseRms);
+    const int64_t total = leadIn + count;
+    for (int64_t done = 0; done < total;) {
+        if (const int signal = InterruptGuard::received()) {
+            return 128 + signal;
+        }
+        const int64_t size = std::min(kPiece, done < leadIn ? leadIn - done : total - done);
+        const float* samples = piece.data();
+        if (done < leadIn) {
+            std::fill_n(piece.begin(), size, 0.0f);
+        } else if (noiseRms > 0.0) {
+            std::copy_n(rendered + (done - leadIn), size, piece.begin());
+        } else {
+            samples = rendered + (done - leadIn);
+        }
+        if (noiseRms > 0.0) {
+            for (int64_t i = 0; i < size; ++i) {
+                piece[static_cast<size_t>(i)] =
+                    static_cast<float>(piece[static_cast<size_t>(i)] + noise(generator));
+            }
+        }
+        if (auto error = writer.write(samples, size)) {
+            if (const int signal = InterruptGuard::received()) {
+                return 128 + signal;
+            }
+            return reportUsageError(kCommand, error->message);
+        }
+        done += size;
+    }
+    return std::nullopt;
 }
 
 } // namespace
@@ -156,18 +222,35 @@ int encodeCommand(int argc, char** argv) {
     if (text && !textFile.empty()) {
         return reportUsageError(kCommand, "--text and --text-file cannot both be given");
     }
+    const bool fromStandardInput = !text && textFile.empty();
+    if (auto clash = findSameFile({textFile}, {output}, fromStandardInput)) {
+        return reportUsageError(kCommand, *clash);
+    }
+
+    // From here on a stop signal ends the command between steps, and the
+    // unfinished output goes with the writer.
+    const InterruptGuard interruptGuard;
+    // Created before the text is read or rendered, so that an unwritable
+    // place is reported at once.
+    audiofile::WavWriter writer;
+    if (auto error = writer.create(output, format)) {
+        return reportUsageError(kCommand, error->message);
+    }
 
     if (!text) {
         text.emplace();
         if (!textFile.empty()) {
-            std::FILE* in = std::fopen(textFile.c_str(), "rb");
-            if (!in) {
+            const int in = ::open(textFile.c_str(), O_RDONLY | O_CLOEXEC);
+            if (in < 0) {
                 return reportUsageError(kCommand, "cannot read " + quoted(textFile) + ": " +
                                                       std::strerror(errno));
             }
             const bool ok = readText(in, kMaxTextBytes, *text);
             const int error = errno;
-            std::fclose(in);
+            ::close(in);
+            if (const int signal = InterruptGuard::received()) {
+                return 128 + signal;
+            }
             if (!ok) {
                 return reportUsageError(kCommand, "cannot read " + quoted(textFile) + ": " +
                                                       std::strerror(error));
@@ -178,7 +261,11 @@ int encodeCommand(int argc, char** argv) {
                            "Ctrl-D\n",
                            stderr);
             }
-            if (!readText(stdin, kMaxTextBytes, *text)) {
+            const bool ok = readText(STDIN_FILENO, kMaxTextBytes, *text);
+            if (const int signal = InterruptGuard::received()) {
+                return 128 + signal;
+            }
+            if (!ok) {
                 return reportUsageError(kCommand, std::string("cannot read standard input: ") +
                                                       std::strerror(errno));
             }
@@ -207,36 +294,25 @@ int encodeCommand(int argc, char** argv) {
 
     TarnData engine(tarn::kTabletSquelch);
     engine.setFrequency(frequency);
-    std::vector<float> signal;
+    std::vector<float> message;
     try {
-        signal = engine.renderString(std::string_view(*text));
+        message = engine.renderString(std::string_view(*text));
     } catch (const std::length_error&) {
         return reportUsageError(kCommand, "text too long to render");
     } catch (const std::bad_alloc&) {
         return reportUsageError(kCommand, "not enough memory to render " + std::to_string(symbols) +
                                               " symbols");
     }
-    const float* rendered = signal.data();
-    const int64_t count = static_cast<int64_t>(signal.size());
-
-    const float* samples = rendered;
-    int64_t total = count;
-    std::vector<float> recording;
-    if (noiseRms > 0.0 || leadInSamples > 0) {
-        recording.assign(static_cast<size_t>(leadInSamples), 0.0f);
-        recording.insert(recording.end(), rendered, rendered + count);
-        if (noiseRms > 0.0) {
-            std::mt19937 generator(seed);
-            std::normal_distribution<double> noise(0.0, noiseRms);
-            for (float& sample : recording) {
-                sample = static_cast<float>(sample + noise(generator));
-            }
-        }
-        samples = recording.data();
-        total = static_cast<int64_t>(recording.size());
+    if (const int signal = InterruptGuard::received()) {
+        return 128 + signal;
     }
-
-    if (auto error = audiofile::writeWavFile(output, samples, total, format)) {
+    const float* rendered = message.data();
+    const int64_t count = static_cast<int64_t>(message.size());
+    if (const std::optional<int> status =
+            writeRecording(writer, rendered, count, leadInSamples, noiseRms, seed)) {
+        return *status;
+    }
+    if (auto error = writer.commit()) {
         return reportUsageError(kCommand, error->message);
     }
     return kExitOk;

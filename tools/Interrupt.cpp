@@ -11,6 +11,9 @@ constexpr int kSignals[] = {SIGINT, SIGTERM, SIGHUP};
 // Lock-free, so the handler may store to it.
 std::atomic<int> receivedSignal{0};
 struct sigaction previous[3];
+// Guards alive; only the outermost installs and restores the handlers, so
+// that a command can guard all of its work and a shared run inside it too.
+int guards = 0;
 
 extern "C" void onSignal(int number) {
     receivedSignal.store(number, std::memory_order_relaxed);
@@ -19,6 +22,9 @@ extern "C" void onSignal(int number) {
 } // namespace
 
 InterruptGuard::InterruptGuard() {
+    if (guards++ > 0) {
+        return;
+    }
     receivedSignal.store(0, std::memory_order_relaxed);
     struct sigaction action {};
     action.sa_handler = onSignal;
@@ -29,6 +35,9 @@ InterruptGuard::InterruptGuard() {
 }
 
 InterruptGuard::~InterruptGuard() {
+    if (--guards > 0) {
+        return;
+    }
     for (int i = 0; i < 3; ++i) {
         sigaction(kSignals[i], &previous[i], nullptr);
     }

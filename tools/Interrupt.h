@@ -6,7 +6,10 @@
 namespace cli {
 
 // While a guard lives, the three signals set the request instead of ending
-// the process; the previous handlers come back when it is destroyed.
+// the process; the previous handlers come back when the last is destroyed.
+// Guards nest (one thread only): an inner guard keeps a request already
+// received. A blocking read or write the signal interrupts fails with EINTR,
+// so callers check received() before reporting such a failure.
 class InterruptGuard {
 public:
     InterruptGuard();

@@ -6,6 +6,7 @@
 #include "tools/CommandLine.h"
 #include "tools/DecodeRun.h"
 #include "tools/Interrupt.h"
+#include "tools/ReceivedText.h"
 
 #include <chrono>
 #include <cstdio>
@@ -109,14 +110,14 @@ int listenCommand(int argc, char** argv) {
             retuned = true;
         }
         while (std::optional<std::string> text = engine.drainTextBuffer()) {
-            written = std::fwrite(text->data(), 1, text->size(), stdout) == text->size() && written;
+            written = writeReceivedText(stdout, *text, showsControlsVisibly(stdout)) && written;
         }
         written = std::fflush(stdout) == 0 && written;
     }
     // The audio threads stop before the engine goes.
     platform.shutdown();
     while (std::optional<std::string> text = engine.drainTextBuffer()) {
-        std::fwrite(text->data(), 1, text->size(), stdout);
+        writeReceivedText(stdout, *text, showsControlsVisibly(stdout));
     }
     std::fflush(stdout);
     if (!written) {

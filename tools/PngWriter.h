@@ -1,5 +1,5 @@
-// A minimal PNG encoder for the command-line tool's pictures: 8-bit RGB,
-// no interlacing, every row unfiltered, the image data deflated by zlib.
+// PNG pictures for the command-line tool, written with libpng: 8-bit RGB,
+// no interlacing, every row unfiltered, best compression.
 #pragma once
 
 #include <cstdint>

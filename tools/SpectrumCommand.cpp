@@ -3,6 +3,7 @@
 #include "audiofile/AudioFile.h"
 #include "tools/CommandLine.h"
 #include "tools/DecodeRun.h"
+#include "tools/Interrupt.h"
 #include "tools/PngWriter.h"
 
 #include <algorithm>
@@ -11,7 +12,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <unistd.h>
 #include <vector>
 
@@ -135,11 +135,6 @@ std::optional<std::string> writeAll(audiofile::AtomicFile& file, const std::stri
     return std::nullopt;
 }
 
-bool samePath(const std::string& a, const std::string& b) {
-    std::error_code error;
-    return a == b || std::filesystem::equivalent(a, b, error);
-}
-
 } // namespace
 
 int spectrumCommand(int argc, char** argv) {
@@ -190,18 +185,13 @@ int spectrumCommand(int argc, char** argv) {
         printSpectrumHelp(stderr);
         return kExitUsage;
     }
-    for (const std::string* output : {&picturePath, &rawPath}) {
-        if (!output->empty() &&
-            (samePath(*output, options.input) ||
-             (!options.tracePath.empty() && samePath(*output, options.tracePath)))) {
-            return reportUsageError(command,
-                                    cli::quoted(*output) + " is also an input or the trace");
-        }
-    }
-    if (!rawPath.empty() && samePath(rawPath, picturePath)) {
-        return reportUsageError(command, "the picture and the raw rows need different files");
+    if (auto clash = findSameFile({options.input}, {picturePath, rawPath, options.tracePath})) {
+        return reportUsageError(command, *clash);
     }
 
+    // Stop signals are polled from here on; the unfinished pictures go with
+    // their owners.
+    const InterruptGuard interruptGuard;
     // Both outputs are created before the run, so that an unwritable place
     // is reported at once rather than after a long recording.
     audiofile::AtomicFile picture;
@@ -224,6 +214,9 @@ int spectrumCommand(int argc, char** argv) {
     const int status = runDecode(options, command, hooks);
     if (status != kExitOk) {
         return status; // the temporary files go with their owners
+    }
+    if (const int signal = InterruptGuard::received()) {
+        return 128 + signal;
     }
     if (waterfall.rowsMade() == 0) {
         return reportUsageError(command, cli::quoted(options.input) +

@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <new>
 #include <string_view>
 
 namespace {
@@ -65,7 +66,14 @@ int main(int argc, char** argv) {
     }
     for (const Command& command : commands) {
         if (word == command.name) {
-            return command.run(argc - 1, argv + 1);
+            // Whatever runs short of memory ends the same way: one line, and
+            // the outputs in progress removed as their owners unwind.
+            try {
+                return command.run(argc - 1, argv + 1);
+            } catch (const std::bad_alloc&) {
+                cli::reportError(command.name, "not enough memory");
+                return cli::kExitUsage;
+            }
         }
     }
     cli::reportError("", "unknown command " + cli::quoted(word));

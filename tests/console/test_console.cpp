@@ -1,6 +1,7 @@
 // The console without drawing: refresh tick, tuning controls, display
 // switches, lifecycle and settings defaults.
 #include "console/ConsoleWidgets.h"
+#include "console/RecordingPlayer.h"
 #include "console/SpectrumView.h"
 #include "log/TarnLog.h"
 #include "tests/console/ConsoleFixture.h"
@@ -13,6 +14,8 @@
 #include <QTimer>
 #include <QToolBar>
 #include <QtTest>
+
+#include <sys/stat.h>
 
 namespace {
 
@@ -66,9 +69,12 @@ private slots:
         // The defaults, as the next launch reads them back from the file; the
         // macro texts keep their backslashes for the escape passes.
         SettingsStore store(fixture->store->fileName());
-        QCOMPARE(store.stringForKey("callsign"), text("Please Edit"));
-        QVERIFY(!store.stringForKey("location"));
-        QCOMPARE(store.stringForKey("b3Text"), text(R"(\nCQ TEST \C K\n\X)"));
+        QCOMPARE(store.callsign(), text("Please Edit"));
+        QVERIFY(!store.location());
+        QCOMPARE(store.macroText(3), text(R"(\nCQ TEST \C K\n\X)"));
+        // What the "Brag" macro says about the station is true of it.
+        QCOMPARE(store.macroText(6),
+                 text(R"(Rig : ????\nAntenna : ????\nSoftware : tarn-psk31 running on Linux\n)"));
         QFile file(store.fileName());
         QVERIFY(file.open(QIODevice::ReadOnly));
         QVERIFY(file.readAll().contains("forceOutputToSpeaker=false"));
@@ -160,7 +166,7 @@ private slots:
             console().displayZoomed = c.zoomed;
             console().afcOnOff()->setChecked(false);
             engine().setAutomaticFrequencyControl(false);
-            console().tapToTune(c.x);
+            console().tuneAt(QPointF(c.x, 10.0));
             QVERIFY2(engine().frequency() == c.expected, c.name);
             QVERIFY2(engine().automaticFrequencyControl(), c.name);
             QVERIFY2(console().afcOnOff()->isChecked(), c.name);
@@ -219,7 +225,7 @@ private slots:
 
     void backgroundAndForeground() {
         TarnViewController& c = console();
-        c.enteredForground(); // the activation after launch: a second timer
+        c.enteredForeground(); // the activation after launch: a second timer
         QCOMPARE(activeTimers(c), 2);
         c.enteredBackground();
         QVERIFY(c.inBackground && c.updateDisplayTimer.isNull());
@@ -231,7 +237,7 @@ private slots:
         c.updateDisplay();
         QCOMPARE(c.textOutput()->toPlainText(), QString("bg"));
 
-        c.enteredForground();
+        c.enteredForeground();
         QVERIFY(!c.inBackground && c.spectrumDisplay() != nullptr);
         QCOMPARE(activeTimers(c), 2);
     }
@@ -240,49 +246,34 @@ private slots:
         const QString path = fixture->directory.filePath("operator.ini");
         {
             SettingsStore store(path);
-            store.setObject(QString("AB1CD"), "callsign");
-            store.setObject(QString(), "b1Text");
-            store.setObject(QString(), "b2Name");
+            store.setCallsign("AB1CD");
+            store.setMacroText(1, QString());
+            store.setMacroName(2, QString());
             store.synchronize();
         }
         SettingsStore store(path);
         NullAudioPlatform platform;
         TarnViewController console(platform, store);
-        QCOMPARE(store.stringForKey("callsign"), text("AB1CD"));
-        QVERIFY(!store.stringForKey("forceOutputToSpeaker")); // only on a first run
-        QCOMPARE(store.stringForKey("b1Text"), text(""));
+        QCOMPARE(store.callsign(), text("AB1CD"));
+        // forceOutputToSpeaker is written only on a first run.
+        QFile file(path);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QVERIFY(!file.readAll().contains("forceOutputToSpeaker"));
+        QCOMPARE(store.macroText(1), text(""));
         QCOMPARE(console.macroButton(2)->text(), QString());
-        QCOMPARE(store.stringForKey("b3Name"), text("CQ TEST"));
+        QCOMPARE(store.macroName(3), text("CQ TEST"));
     }
 
-    void damagedOrUnwritableSettingsAreLoggedAndDefaultsUsed() {
-        // A section header left open: what can be read is kept, the rest of
-        // the settings start from their defaults and the file is set aside.
-        const QString path = fixture->directory.filePath("damaged.ini");
-        QFile file(path);
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        file.write("[General]\ncallsign=AB1CD\n[broken\n");
-        file.close();
-        TarnLogCapture log;
-        SettingsStore damaged(path);
-        QVERIFY(QString::fromStdString(log.text()).contains("is damaged"));
-        QVERIFY(QFile::exists(path + ".damaged"));
-        NullAudioPlatform platform;
-        TarnViewController onDamaged(platform, damaged);
-        QCOMPARE(damaged.stringForKey("callsign"), text("AB1CD"));
-        QCOMPARE(onDamaged.macroButton(1)->text(), QString("CQ"));
-        QVERIFY(damaged.synchronize());
-
-        // A file where its directory should be: no one can write there.
-        QFile blocker(fixture->directory.filePath("blocker"));
-        QVERIFY(blocker.open(QIODevice::WriteOnly));
-        blocker.close();
-        SettingsStore unwritable(fixture->directory.filePath("blocker/x.ini"));
-        TarnViewController onUnwritable(platform, unwritable);
-        QVERIFY(QString::fromStdString(log.text()).contains("Cannot write settings file"));
-        // The running program keeps the defaults it was given.
-        QCOMPARE(unwritable.stringForKey("callsign"), text("Please Edit"));
-        QCOMPARE(onUnwritable.macroButton(1)->text(), QString("CQ"));
+    void onlyRegularFilesArePlayed() {
+        // A FIFO nobody writes to, and a directory: refused at once, named.
+        const QString fifo = fixture->directory.filePath("recording.fifo");
+        QCOMPARE(::mkfifo(QFile::encodeName(fifo).constData(), 0600), 0);
+        for (const QString& path : {fifo, fixture->directory.path()}) {
+            QString error;
+            QVERIFY(!console().playRecording(path, &error));
+            QCOMPARE(error, QString("'%1' is not a regular file").arg(path));
+            QVERIFY(!console().recordingPlayer()->isPlaying());
+        }
     }
 };
 

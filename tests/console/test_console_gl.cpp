@@ -202,7 +202,7 @@ private slots:
         QCOMPARE(SpectrumView::contextsReleased(), released + 1);
         console.updateDisplay(); // a timer still running draws nothing
 
-        console.enteredForground();
+        console.enteredForeground();
         QVERIFY(console.spectrumDisplay() != nullptr);
         QTRY_VERIFY(console.spectrumDisplay()->isValid()); // shown, with its context
         fixture->fillAllRows(2.0f);

@@ -27,7 +27,7 @@ private slots:
         options.useInput = false; // the listener on the monitor does the receiving
         tarnaudio::PortAudioPlatform platform(options);
         TarnViewController console(platform, store);
-        store.setObject(callsign, QStringLiteral("callsign"));
+        store.setCallsign(callsign);
         console.show();
         QVERIFY(QTest::qWaitForWindowExposed(&console));
 

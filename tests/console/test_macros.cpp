@@ -86,7 +86,7 @@ private slots:
         platform = std::make_unique<FakeAudioPlatform>();
         store = std::make_unique<SettingsStore>(dir.filePath("settings.ini"));
         console = std::make_unique<TarnViewController>(*platform, *store);
-        store->setObject(QStringLiteral("AB1CD"), QStringLiteral("callsign"));
+        store->setCallsign(QStringLiteral("AB1CD"));
         console->qsoInput()->setText(QStringLiteral("DL2XYZ"));
     }
 
@@ -183,7 +183,7 @@ private slots:
 
     void macroButtonsReadTheirOwnTextWhenPressed() {
         for (int n = 1; n <= 10; ++n) {
-            store->setObject(QStringLiteral("<%1>").arg(n), QStringLiteral("b%1Text").arg(n));
+            store->setMacroText(n, QStringLiteral("<%1>").arg(n));
             console->macroButton(n)->trigger();
         }
         QCOMPARE(field()->text(), QStringLiteral("<1><2><3><4><5><6><7><8><9><10>"));
@@ -204,7 +204,7 @@ private slots:
 
     void charactersAbove127() {
         // Typed: dropped. In the call sign: sent whole, as code 233.
-        store->setObject(QString::fromUtf16(u"F6\u00e9"), QStringLiteral("callsign"));
+        store->setCallsign(QString::fromUtf16(u"F6\u00e9"));
         field()->setText(QString::fromUtf16(u"caf\u00e9 \\C"));
         pressReturn();
         verifySent(QString::fromUtf16(u"caf F6\u00e9\n"));

@@ -2,7 +2,7 @@
 // what it writes when the operator finishes, the device choosers, the web link
 // and the keyboard handling on a phone.
 #include "console/TarnViewController.h"
-#include "settings/SettingsDelegate.h"
+#include "settings/LoggingSettings.h"
 #include "settings/SettingsStore.h"
 #include "settings/SettingsViewController.h"
 #include "tests/audio/FakeAudioPlatform.h"
@@ -15,23 +15,14 @@
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QSettings>
+#include <QSignalSpy>
 #include <QTemporaryDir>
 #include <QTest>
 
 namespace {
 
-class RecordingDelegate : public SettingsDelegate {
-public:
-    void settingsFinished() override { ++calls; }
-    int calls = 0;
-};
-
 const AudioDeviceNames someDevices{{"USB Audio CODEC", "pulse"},
                                    {"USB Audio CODEC", "pulse", "HDMI"}};
-
-QString key(const char* prefix, int n, const char* suffix) {
-    return QStringLiteral("%1%2%3").arg(QLatin1String(prefix)).arg(n).arg(QLatin1String(suffix));
-}
 
 } // namespace
 
@@ -47,47 +38,44 @@ private slots:
     void opensWithStoredValuesAndRewritesEveryKeyUnchanged() {
         {
             SettingsStore store(storePath());
-            store.setObject(QStringLiteral("AB1CD"), QStringLiteral("callsign"));
+            store.setCallsign(QStringLiteral("AB1CD"));
             for (int n = 1; n <= 10; ++n) {
-                store.setObject(QStringLiteral("T%1").arg(n), key("b", n, "Name"));
-                store.setObject(QStringLiteral("text \\C %1\\n").arg(n), key("b", n, "Text"));
+                store.setMacroName(n, QStringLiteral("T%1").arg(n));
+                store.setMacroText(n, QStringLiteral("text \\C %1\\n").arg(n));
             }
-            store.setBool(true, QStringLiteral("forceOutputToSpeaker"));
+            store.setForceOutputToSpeaker(true);
             store.synchronize();
         }
         SettingsStore store(storePath());
-        RecordingDelegate delegate;
         SettingsViewController screen(store, someDevices, true);
-        screen.setDelegate(&delegate);
+        QSignalSpy accepted(&screen, &QDialog::accepted);
 
         // What it shows is what it writes back, checked below; an empty
         // device choice shows as the system default.
         QCOMPARE(screen.radioInputDevice()->currentText(),
                  SettingsViewController::systemDefaultDevice);
 
-        screen.finishedPressed();
-        QCOMPARE(delegate.calls, 1);
+        screen.finish();
+        QCOMPARE(accepted.count(), 1);
 
         // Read back through a second store on the same file, as after a restart.
         SettingsStore reopened(storePath());
-        QCOMPARE(reopened.stringForKey(QStringLiteral("callsign")), QStringLiteral("AB1CD"));
+        QCOMPARE(reopened.callsign(), QStringLiteral("AB1CD"));
         // Absent before, now present as the empty text.
-        QCOMPARE(reopened.stringForKey(QStringLiteral("location")), QString());
+        QCOMPARE(reopened.location(), QString());
         for (int n = 1; n <= 10; ++n) {
-            QCOMPARE(reopened.stringForKey(key("b", n, "Name")), QStringLiteral("T%1").arg(n));
-            QCOMPARE(reopened.stringForKey(key("b", n, "Text")),
-                     QStringLiteral("text \\C %1\\n").arg(n));
+            QCOMPARE(reopened.macroName(n), QStringLiteral("T%1").arg(n));
+            QCOMPARE(reopened.macroText(n), QStringLiteral("text \\C %1\\n").arg(n));
         }
-        QVERIFY(reopened.boolForKey(QStringLiteral("forceOutputToSpeaker")));
-        QCOMPARE(reopened.stringForKey(QStringLiteral("radioInputDevice")), QString());
-        QCOMPARE(reopened.stringForKey(QStringLiteral("radioOutputDevice")), QString());
+        QVERIFY(reopened.forceOutputToSpeaker());
+        QCOMPARE(reopened.radioInputDevice(), QString());
+        QCOMPARE(reopened.radioOutputDevice(), QString());
     }
 
     void deviceChoosersListDevicesAndKeepAnUnpluggedChoice() {
         SettingsStore store(storePath());
-        store.setObject(QStringLiteral("Old Interface"), QStringLiteral("radioInputDevice"));
-        store.setObject(SettingsViewController::systemDefaultDevice,
-                        QStringLiteral("radioOutputDevice"));
+        store.setRadioInputDevice(QStringLiteral("Old Interface"));
+        store.setRadioOutputDevice(SettingsViewController::systemDefaultDevice);
         SettingsViewController screen(store, someDevices, true);
 
         QComboBox* input = screen.radioInputDevice();
@@ -99,27 +87,52 @@ private slots:
         QCOMPARE(output->currentIndex(), 0);
 
         output->setCurrentText(QStringLiteral("HDMI"));
-        screen.finishedPressed();
-        QCOMPARE(store.stringForKey(QStringLiteral("radioInputDevice")),
-                 QStringLiteral("Old Interface"));
-        QCOMPARE(store.stringForKey(QStringLiteral("radioOutputDevice")), QStringLiteral("HDMI"));
+        screen.finish();
+        QCOMPARE(store.radioInputDevice(), QStringLiteral("Old Interface"));
+        QCOMPARE(store.radioOutputDevice(), QStringLiteral("HDMI"));
+    }
+
+    void loggingStartsOffAndKeepsWhatIsSet() {
+        {
+            SettingsStore store(storePath());
+            SettingsViewController screen(store, someDevices, true);
+            LoggingSettings* logging = screen.loggingSettings();
+            QVERIFY(logging->logFile()->text().endsWith(QStringLiteral("tarn-psk31/log.adi")));
+            QCOMPARE(logging->band()->currentData().toString(), QString());
+            QVERIFY(!logging->loggerEnabled()->isChecked());
+            QCOMPARE(logging->loggerAddress()->text(), QStringLiteral("127.0.0.1:2237"));
+            QVERIFY(!logging->spottingEnabled()->isChecked());
+            QCOMPARE(logging->spottingAddress()->text(),
+                     QStringLiteral("report.pskreporter.info:4739"));
+            logging->logFile()->setText(QStringLiteral("/tmp/station.adi"));
+            logging->band()->setCurrentText(QStringLiteral("40m"));
+            logging->loggerEnabled()->setChecked(true);
+            logging->spottingAddress()->setText(QStringLiteral("localhost:4740"));
+            screen.finish();
+        }
+        const SettingsStore reread(storePath());
+        QCOMPARE(reread.logFile(), QStringLiteral("/tmp/station.adi"));
+        QCOMPARE(reread.logBand(), QStringLiteral("40m"));
+        QVERIFY(reread.loggerEnabled());
+        QVERIFY(!reread.spottingEnabled());
+        QCOMPARE(reread.spottingAddress(), QStringLiteral("localhost:4740"));
     }
 
     void escapeDoesNotLeaveAndClosingTheWindowSaves() {
         SettingsStore store(storePath());
-        RecordingDelegate delegate;
         SettingsViewController screen(store, {}, true);
-        screen.setDelegate(&delegate);
+        QSignalSpy accepted(&screen, &QDialog::accepted);
         screen.show();
         QVERIFY(QTest::qWaitForWindowExposed(&screen));
         screen.callsign()->setText(QStringLiteral("K1ABC"));
         QTest::keyClick(&screen, Qt::Key_Escape);
         QVERIFY(screen.isVisible());
-        QCOMPARE(delegate.calls, 0);
+        QCOMPARE(accepted.count(), 0);
 
         screen.close();
-        QCOMPARE(delegate.calls, 1);
-        QCOMPARE(store.stringForKey(QStringLiteral("callsign")), QStringLiteral("K1ABC"));
+        QCOMPARE(accepted.count(), 1);
+        QVERIFY(!screen.isVisible());
+        QCOMPARE(store.callsign(), QStringLiteral("K1ABC"));
     }
 
     void phoneKeyboardLiftsALowFieldAndLeavesAHighOne() {
@@ -134,10 +147,10 @@ private slots:
         screen.callsign()->setFocus();
         QTRY_COMPARE(screen.activeField(), screen.callsign());
         bar->setValue(0);
-        screen.keyboardWasShown(200);
+        screen.makeRoomForKeyboard(200);
         QTest::qWait(400);
         QCOMPARE(bar->value(), 0);
-        screen.keyboardWillBeHidden();
+        screen.removeKeyboardRoom();
 
         // The last macro text, far down: scrolled to its top less the keyboard.
         QLineEdit* low = screen.macroText(10);
@@ -147,11 +160,11 @@ private slots:
         const int fieldTop = low->mapTo(screen.scrollView()->widget(), QPoint(0, 0)).y();
         const int expected = fieldTop - 200 + screen.scrollView()->geometry().y();
         QVERIFY(expected > 0);
-        screen.keyboardWasShown(200);
+        screen.makeRoomForKeyboard(200);
         QTRY_COMPARE(bar->value(), expected);
 
         // The room below goes with the keyboard; the position stays.
-        screen.keyboardWillBeHidden();
+        screen.removeKeyboardRoom();
         QCOMPARE(bar->value(), expected);
 
         screen.closeKeyboard();
@@ -166,7 +179,7 @@ private slots:
             TarnData& engine = *console.theData();
             QVERIFY(!engine.forceOutputToSpeaker());
 
-            console.segueToConfig();
+            console.openSettings();
             auto* screen = qobject_cast<SettingsViewController*>(console.settingsDialog.data());
             QVERIFY(screen != nullptr);
             QVERIFY(screen->isVisible() && screen->isModal());
@@ -191,7 +204,7 @@ private slots:
         SettingsStore store(storePath());
         TarnViewController console(platform, store);
         QCOMPARE(console.macroButton(1)->text(), QString());
-        QCOMPARE(store.stringForKey(QStringLiteral("callsign")), QStringLiteral(" w1aw "));
+        QCOMPARE(store.callsign(), QStringLiteral(" w1aw "));
         QVERIFY(console.theData()->forceOutputToSpeaker());
     }
 };

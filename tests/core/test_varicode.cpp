@@ -41,28 +41,6 @@ TEST(VaricodeTable, PatternsAreDistinctValidAndCountedByLength) {
     }
 }
 
-// Codes 128..255 are the first unused valid patterns by length, then value.
-TEST(VaricodeTable, ExtendedCodesFollowTheDerivationRule) {
-    std::set<std::string> used;
-    for (unsigned code = 0; code < 128; ++code) {
-        used.insert(varicode::pattern(code));
-    }
-    unsigned next = 128;
-    for (int length = 1; length <= 12 && next < 256; ++length) {
-        for (unsigned v = 1u << (length - 1); v < (1u << length) && next < 256; ++v) {
-            std::string p;
-            for (int bit = length - 1; bit >= 0; --bit) {
-                p += ((v >> bit) & 1) ? '1' : '0';
-            }
-            if (isValidPattern(p) && !used.count(p)) {
-                EXPECT_EQ(varicode::pattern(next), p) << next;
-                ++next;
-            }
-        }
-    }
-    EXPECT_EQ(next, 256u);
-}
-
 // Each byte goes on the air as 8 idle zeros, "00", its pattern, "00", 8 idle
 // zeros; the pattern plus its first separator zero decodes back to the byte.
 TEST(Varicode, EveryCodeEncodesAndDecodesBackToItself) {

@@ -2,7 +2,7 @@
 // recordings in other formats, the trace, retuning, and bad input.
 #include "audiofile/AudioFile.h"
 
-#include "tests/support/ScratchDirectoryTest.h"
+#include "tests/tools/CliTest.h"
 
 #include <gtest/gtest.h>
 #include <sndfile.h>
@@ -11,65 +11,17 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <pty.h>
 #include <regex>
 #include <sstream>
 #include <sys/wait.h>
+#include <termios.h>
 #include <tuple>
+#include <unistd.h>
 
 namespace fs = std::filesystem;
 
 namespace {
-
-struct Outcome {
-    int status;
-    std::string out;
-    std::string err;
-};
-
-std::string slurp(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-size_t countOf(const std::string& text, const std::string& part) {
-    size_t count = 0;
-    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
-        ++count;
-    }
-    return count;
-}
-
-// libsndfile's view of a file: format, rate and channel count.
-std::tuple<int, int, int> described(const std::string& file) {
-    SF_INFO info{};
-    if (SNDFILE* opened = sf_open(file.c_str(), SFM_READ, &info)) {
-        sf_close(opened);
-    }
-    return {info.format, info.samplerate, info.channels};
-}
-
-class CliTest : public ScratchDirectoryTest {
-protected:
-    // Runs the program with `arguments` (each passed exactly, through the
-    // shell's single quotes), `input` on its standard input.
-    Outcome run(const std::vector<std::string>& arguments, const std::string& input = "") const {
-        std::ofstream(path(".in"), std::ios::binary) << input;
-        std::string line = "'" TARN_PSK31_PROGRAM "'";
-        for (const std::string& argument : arguments) {
-            line += " '" + std::regex_replace(argument, std::regex("'"), "'\\''") + "'";
-        }
-        line += " <" + path(".in") + " >" + path(".out") + " 2>" + path(".err");
-        const int status = std::system(line.c_str());
-        Outcome result{WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(path(".out")),
-                       slurp(path(".err"))};
-        for (const char* name : {".in", ".out", ".err"}) {
-            fs::remove(path(name));
-        }
-        return result;
-    }
-};
 
 TEST_F(CliTest, EncodedTextDecodesToTheSameBytes) {
     // Controls and bytes beyond ASCII come back exactly as they were sent.
@@ -235,6 +187,75 @@ TEST_F(CliTest, UnknownCommandsAndOptionsShowUsage) {
         EXPECT_EQ(help.out.rfind("usage: tarn-psk31 " + command, 0), 0u) << help.out;
     }
     EXPECT_EQ(run({"--help"}).status, 0);
+}
+
+// Runs the program with its standard output on a pseudo-terminal in raw
+// mode (no newline translation); returns what the terminal received.
+std::string runOnTerminal(const std::vector<std::string>& arguments) {
+    int terminal = -1;
+    const pid_t child = forkpty(&terminal, nullptr, nullptr, nullptr);
+    if (child == 0) {
+        termios mode{};
+        tcgetattr(STDOUT_FILENO, &mode);
+        cfmakeraw(&mode);
+        tcsetattr(STDOUT_FILENO, TCSANOW, &mode);
+        std::vector<char*> argv = {const_cast<char*>(TARN_PSK31_PROGRAM)};
+        for (const std::string& argument : arguments) {
+            argv.push_back(const_cast<char*>(argument.c_str()));
+        }
+        argv.push_back(nullptr);
+        execv(TARN_PSK31_PROGRAM, argv.data());
+        _exit(127);
+    }
+    std::string shown;
+    char buffer[4096];
+    for (ssize_t got; (got = read(terminal, buffer, sizeof buffer)) > 0;) {
+        shown.append(buffer, static_cast<size_t>(got));
+    }
+    close(terminal);
+    waitpid(child, nullptr, 0);
+    return shown;
+}
+
+TEST_F(CliTest, ControlBytesShowVisiblyOnATerminalOnly) {
+    const std::string text = "N0CALL \x1b[2J\x07\tbell\r\x9b"
+                             "31m\xe9\x7f\n";
+    // The first few characters go while the receiver settles.
+    ASSERT_EQ(run({"encode", "--text", "CQ CQ CQ de " + text, "-o", path("esc.wav")}).status, 0);
+    // Into a file the bytes stay exactly as sent.
+    EXPECT_NE(run({"decode", path("esc.wav")}).out.find(text), std::string::npos);
+    const std::string shown = runOnTerminal({"decode", path("esc.wav")});
+    EXPECT_NE(shown.find("N0CALL \\x1b[2J\\x07\tbell\\x0d\\x9b31m\xe9\\x7f\n"), std::string::npos)
+        << shown;
+    EXPECT_EQ(shown.find('\x1b'), std::string::npos);
+}
+
+TEST_F(CliTest, WarningsGiveTheNumbersAsWritten) {
+    const std::vector<float> second(8000, 0.0f);
+    ASSERT_FALSE(audiofile::writeWavFile(path("quiet.wav"), second.data(), 8000,
+                                         audiofile::SampleFormat::float32));
+    const std::string quiet = path("quiet.wav");
+    const std::pair<std::vector<std::string>, std::string> cases[] = {
+        {{"decode", quiet, "--frequency", "2500.0001"},
+         "tarn-psk31 decode: warning: 2500.0001 Hz is outside 500 .. 2500 Hz; tuning to 2500 "
+         "Hz\n"},
+        {{"decode", quiet, "--frequency", "499.99999999"},
+         "tarn-psk31 decode: warning: 499.99999999 Hz is outside 500 .. 2500 Hz; tuning to 500 "
+         "Hz\n"},
+        {{"encode", "--text", "a", "-o", path("a.wav"), "--frequency", "2600"},
+         "tarn-psk31 encode: warning: 2600 Hz is outside 500 .. 2500 Hz; tuning to 2500 Hz\n"},
+        {{"decode", quiet, "--retune-at", "1.5"},
+         "tarn-psk31 decode: warning: --retune-at 1.5 s is past the end of the recording (1 s); "
+         "it was not retuned\n"},
+        {{"decode", quiet, "--retune-at", "0.75"}, ""},
+        {{"decode", quiet, "--frequency", "2500"}, ""},
+    };
+    for (const auto& [arguments, warning] : cases) {
+        SCOPED_TRACE(testing::PrintToString(arguments));
+        const Outcome result = run(arguments);
+        EXPECT_EQ(result.status, 0);
+        EXPECT_EQ(result.err, warning);
+    }
 }
 
 } // namespace

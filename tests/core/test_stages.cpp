@@ -1,0 +1,177 @@
+// The receive path's stages through their own interfaces: the two filters'
+// responses, the phase decider's thresholds, character assembly, the
+// squelch's strictness, the text ring, and the modulator's waveform.
+#include "engine/CharacterAssembler.h"
+#include "engine/Decimator.h"
+#include "engine/Modulator.h"
+#include "engine/PhaseDecider.h"
+#include "engine/SignalLevel.h"
+#include "engine/SymbolFilter.h"
+#include "engine/TextRing.h"
+#include "varicode/varicode.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <vector>
+
+namespace {
+
+using tarn::Complex;
+
+// Steady-state gain of the decimator for a complex tone of `hertz` at 8000 Hz.
+double decimatorGain(double hertz) {
+    tarn::Decimator decimator;
+    double gain = 0.0;
+    for (int n = 0; n < 8000; ++n) {
+        const double phase = 2.0 * M_PI * hertz * n / 8000.0;
+        float i;
+        float q;
+        if (decimator.push(static_cast<float>(std::cos(phase)), static_cast<float>(std::sin(phase)),
+                           i, q) &&
+            n > 2000) {
+            gain = std::max(gain, std::hypot(double{i}, double{q}));
+        }
+    }
+    return gain;
+}
+
+// Steady-state gain of the symbol filter for a complex tone at 500 Hz.
+double symbolFilterGain(double hertz) {
+    tarn::SymbolFilter filter;
+    double gain = 0.0;
+    for (int n = 0; n < 1500; ++n) {
+        const double phase = 2.0 * M_PI * hertz * n / 500.0;
+        const int32_t p =
+            filter.push(static_cast<float>(std::cos(phase)), static_cast<float>(std::sin(phase)));
+        if (n > 200) {
+            const Complex out = filter.filtered(p);
+            gain = std::max(gain, std::hypot(double{out.re}, double{out.im}));
+        }
+    }
+    return gain;
+}
+
+TEST(Filters, DecimatorAndSymbolFilterPassTheSignalAndStopWhatAliases) {
+    struct Row {
+        double hertz, gain, tolerance;
+    };
+    // First stage: 0.5 at DC, 0.48 at the symbol rate, nulls from 250 Hz
+    // (the 500 Hz output's Nyquist frequency) on.
+    for (const Row& row : {Row{0, 0.5, 1e-3}, Row{31.25, 0.48, 0.01}, Row{125, 0.25, 0.01},
+                           Row{250, 0.0, 2e-3}, Row{750, 0.0, 2e-3}, Row{-1000, 0.0, 2e-3}}) {
+        EXPECT_NEAR(decimatorGain(row.hertz), row.gain, row.tolerance) << row.hertz << " Hz";
+    }
+    // Symbol filter: unit gain at DC, 0.79 at half the symbol rate, about
+    // -65 dB from the symbol rate on.
+    for (const Row& row : {Row{0, 1.0, 1e-3}, Row{15.625, 0.79, 0.01}, Row{31.25, 0.0, 6e-4},
+                           Row{-100, 0.0, 5e-4}}) {
+        EXPECT_NEAR(symbolFilterGain(row.hertz), row.gain, row.tolerance) << row.hertz << " Hz";
+    }
+}
+
+TEST(PhaseDecider, AReversalIsAChangeFromHalfUpToOneAndAHalfTurnsOfPi) {
+    const auto at = [](double turnsOfPi) {
+        return Complex{static_cast<float>(std::cos(turnsOfPi * M_PI)),
+                       static_cast<float>(std::sin(turnsOfPi * M_PI))};
+    };
+    struct Row {
+        Complex earlier, later;
+        int bit;
+    };
+    const Row rows[] = {
+        {at(0.0), at(0.1), 1},
+        {at(0.0), at(0.45), 1},
+        {Complex{1, 0}, Complex{0, 1}, 0}, // exactly 0.5π: a reversal
+        {at(0.0), at(1.0), 0},
+        {at(0.2), at(-0.8), 0},
+        {Complex{0, -1}, Complex{-1, 0}, 1}, // exactly 1.5π: no change
+        {at(0.9), at(-0.9), 1},              // small change across the ±π seam
+    };
+    for (const Row& row : rows) {
+        EXPECT_EQ(tarn::PhaseDecider::bit(row.earlier, row.later), row.bit)
+            << row.earlier.re << "," << row.earlier.im << " -> " << row.later.re << ","
+            << row.later.im;
+    }
+}
+
+// The characters `bits` ('0'/'1') complete, in order.
+std::string assemble(const std::string& bits) {
+    tarn::CharacterAssembler assembler;
+    std::string out;
+    for (const char bit : bits) {
+        const int code = assembler.push(bit == '1' ? 1 : 0);
+        if (code != tarn::CharacterAssembler::kNone) {
+            out += static_cast<char>(code);
+        }
+    }
+    return out;
+}
+
+TEST(CharacterAssembler, TwoZerosCloseACharacterAndIdleIsIgnored) {
+    EXPECT_EQ(assemble("1100"), "e");
+    EXPECT_EQ(assemble("101100"), "a");
+    EXPECT_EQ(assemble("100"), " ");
+    EXPECT_EQ(assemble("0000110000101100000"), "ea"); // idle between characters
+    EXPECT_EQ(assemble("1111111111111111"
+                       "1100"),
+              "e");                                                // 16 bits abandoned
+    EXPECT_EQ(assemble("1111111111111100"), std::string(1, '\0')); // unknown: 0
+    // Every code's pattern, framed as on the air, gives the code back.
+    const varicode codec;
+    std::string all;
+    std::string expected;
+    for (int code = 0; code < 256; ++code) {
+        all += std::string("00") + varicode::pattern(static_cast<unsigned>(code)) + "00";
+        expected += static_cast<char>(code);
+    }
+    EXPECT_EQ(assemble(all), expected);
+}
+
+TEST(SignalLevel, SquelchOpensOnlyStrictlyAboveAndTheLevelAveragesSymbols) {
+    tarn::SignalLevel level(-20.0f);
+    EXPECT_TRUE(level.open()); // starts at 0
+    level.setSquelch(0.0f);
+    EXPECT_FALSE(level.open());
+    // A symbol of 16 powers at ln = -16 moves 1 % of the way there.
+    level.update(-256.0f);
+    EXPECT_FLOAT_EQ(level.level(), -0.16f);
+    level.setSquelch(-0.16f);
+    EXPECT_FALSE(level.open());
+}
+
+TEST(TextRing, HoldsAtMost255AndDeliversAWrappedRunInTwoParts) {
+    tarn::TextRing ring;
+    EXPECT_FALSE(ring.drain());
+    for (int n = 0; n < 300; ++n) {
+        ring.insert(static_cast<char>('a' + n % 26));
+    }
+    EXPECT_EQ(ring.drain()->size(), 255u); // the rest was dropped
+    for (const char c : std::string("xyz\0!", 5)) {
+        ring.insert(c);
+    }
+    EXPECT_EQ(*ring.drain(), "x"); // up to the end of the slots
+    EXPECT_EQ(*ring.drain(), std::string("yz\0!", 4));
+    EXPECT_FALSE(ring.drain());
+}
+
+TEST(Modulator, IdleFramingShapingAndCarrier) {
+    const std::vector<float> e = tarn::Modulator::render(std::string_view("e"), 1500.0);
+    EXPECT_EQ(e.size(), 22u * 256); // 8 + "00" + "11" + "00" + 8 symbols
+    EXPECT_EQ(e[0], 0.0f);
+    EXPECT_EQ(tarn::Modulator::render(std::string_view(""), 1500.0).size(), 16u * 256);
+    // The "11" of 'e' is steady carrier at full amplitude and, after ten
+    // reversals, sign +1: 0.5 sin(n · 3π/8) + 0.1 at 1500 Hz.
+    for (int n = 10 * 256 + 128; n < 11 * 256 + 128; ++n) {
+        EXPECT_FLOAT_EQ(e[static_cast<size_t>(n)],
+                        static_cast<float>(0.5 * std::sin(n * 3.0 * M_PI / 8.0) + 0.1))
+            << n;
+    }
+    for (const float x : e) {
+        EXPECT_TRUE(x >= -0.4f && x <= 0.6f);
+    }
+}
+
+} // namespace
