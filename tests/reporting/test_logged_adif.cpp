@@ -6,18 +6,20 @@
 #include "reporting/LoggedAdif.h"
 #include "reporting/UdpSender.h"
 
-#include "UdpListener.h"
-
 #include <gtest/gtest.h>
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 #include <tuple>
+#include <unistd.h>
 
 using namespace reporting;
 
 namespace {
 
 struct LoggedAdifMessage {
-    uint32_t magic, schema, type;
+    uint32_t magic = 0, schema = 0, type = 0;
     std::string id, adif;
 };
 
@@ -25,12 +27,12 @@ struct LoggedAdifMessage {
 std::optional<LoggedAdifMessage> decode(const std::vector<uint8_t>& bytes) {
     size_t at = 0;
     const auto u32 = [&](uint32_t& value) {
-        if (bytes.size() - at < 4) {
-            return false;
+        for (const size_t end = at + 4; at < end; ++at) {
+            if (at >= bytes.size()) {
+                return false;
+            }
+            value = value << 8 | bytes[at];
         }
-        value = uint32_t{bytes[at]} << 24 | uint32_t{bytes[at + 1]} << 16 |
-                uint32_t{bytes[at + 2]} << 8 | bytes[at + 3];
-        at += 4;
         return true;
     };
     const auto utf8 = [&](std::string& text) {
@@ -43,12 +45,12 @@ std::optional<LoggedAdifMessage> decode(const std::vector<uint8_t>& bytes) {
         at += count;
         return true;
     };
-    LoggedAdifMessage message;
-    if (!u32(message.magic) || !u32(message.schema) || !u32(message.type) || !utf8(message.id) ||
-        !utf8(message.adif) || at != bytes.size()) {
+    LoggedAdifMessage m;
+    if (!u32(m.magic) || !u32(m.schema) || !u32(m.type) || !utf8(m.id) || !utf8(m.adif) ||
+        at != bytes.size()) {
         return std::nullopt;
     }
-    return message;
+    return m;
 }
 
 } // namespace
@@ -63,17 +65,31 @@ TEST(LoggedAdif, DatagramReachesAListenerAndCarriesOneValidAdifRecord) {
     qso.stationCallsign = "N0CALL";
     qso.myGridsquare = "JO62";
 
-    UdpListener listener;
+    // The listener: a UDP socket on a free loopback port, bounded wait.
+    const int listener = socket(AF_INET, SOCK_DGRAM, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), size), 0);
+    getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
+    const timeval wait{2, 0};
+    setsockopt(listener, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
+
     UdpSender sender;
     std::string error;
-    ASSERT_TRUE(sender.open({"127.0.0.1", listener.port()}, error)) << error;
+    ASSERT_TRUE(sender.open({"127.0.0.1", ntohs(address.sin_port)}, error)) << error;
     ASSERT_TRUE(sender.send(encodeLoggedAdif(kLoggerClientId, loggedAdifText(qso)), error))
         << error;
-    const std::optional<UdpListener::Datagram> datagram = listener.receive();
-    ASSERT_TRUE(datagram);
-    EXPECT_EQ(datagram->fromPort, sender.sourcePort());
+    std::vector<uint8_t> bytes(65536);
+    const ssize_t n = recvfrom(listener, bytes.data(), bytes.size(), 0,
+                               reinterpret_cast<sockaddr*>(&address), &size);
+    close(listener);
+    ASSERT_GT(n, 0);
+    bytes.resize(static_cast<size_t>(n));
+    EXPECT_EQ(ntohs(address.sin_port), sender.sourcePort());
 
-    const std::optional<LoggedAdifMessage> message = decode(datagram->bytes);
+    const std::optional<LoggedAdifMessage> message = decode(bytes);
     ASSERT_TRUE(message);
     EXPECT_EQ(message->magic, 0xadbccbdau);
     EXPECT_EQ(message->schema, 3u);
@@ -93,23 +109,23 @@ TEST(LoggedAdif, DatagramReachesAListenerAndCarriesOneValidAdifRecord) {
 }
 
 TEST(LoggedAdif, DestinationsAsTheOperatorTypesThem) {
-    const std::tuple<const char*, std::optional<std::pair<std::string, uint16_t>>> cases[] = {
-        {"127.0.0.1", std::pair<std::string, uint16_t>{"127.0.0.1", 2237}},
-        {"localhost:2238", std::pair<std::string, uint16_t>{"localhost", 2238}},
-        {"[::1]:4739", std::pair<std::string, uint16_t>{"::1", 4739}},
-        {"host:0", std::nullopt},
-        {"host:65536", std::nullopt},
-        {"host:", std::nullopt},
-        {":2237", std::nullopt},
-        {"host:22x", std::nullopt},
-        {"::1", std::pair<std::string, uint16_t>{"::1", 2237}}, // bare IPv6: default port
+    const std::tuple<const char*, const char*, uint16_t> cases[] = {
+        {"127.0.0.1", "127.0.0.1", 2237},
+        {"localhost:2238", "localhost", 2238},
+        {"[::1]:4739", "::1", 4739},
+        {"::1", "::1", 2237}, // bare IPv6: default port
+        {"host:0", nullptr, 0},
+        {"host:65536", nullptr, 0},
+        {"host:", nullptr, 0},
+        {":2237", nullptr, 0},
+        {"host:22x", nullptr, 0},
     };
-    for (const auto& [text, expected] : cases) {
+    for (const auto& [text, host, port] : cases) {
         const std::optional<HostPort> parsed = parseHostPort(text, kLoggerPort);
-        ASSERT_EQ(parsed.has_value(), expected.has_value()) << text;
+        ASSERT_EQ(parsed.has_value(), host != nullptr) << text;
         if (parsed) {
-            EXPECT_EQ(parsed->host, expected->first) << text;
-            EXPECT_EQ(parsed->port, expected->second) << text;
+            EXPECT_EQ(parsed->host, host) << text;
+            EXPECT_EQ(parsed->port, port) << text;
         }
     }
 }

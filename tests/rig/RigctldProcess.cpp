@@ -3,7 +3,6 @@
 #include <arpa/inet.h>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -14,15 +13,20 @@ namespace rigtest {
 
 namespace {
 
-bool accepts(int port) {
+// Connects to (or, with port 0, binds) 127.0.0.1:port; returns the port on
+// success and 0 on failure.
+int loopback(int port) {
     const int fd = socket(AF_INET, SOCK_STREAM, 0);
     sockaddr_in address{};
     address.sin_family = AF_INET;
     address.sin_port = htons(static_cast<uint16_t>(port));
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    const bool ok = connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+    auto* raw = reinterpret_cast<sockaddr*>(&address);
+    socklen_t size = sizeof address;
+    const bool ok = port == 0 ? bind(fd, raw, size) == 0 && getsockname(fd, raw, &size) == 0
+                              : connect(fd, raw, size) == 0;
     close(fd);
-    return ok;
+    return ok ? ntohs(address.sin_port) : 0;
 }
 
 } // namespace
@@ -38,15 +42,7 @@ std::string findProgram(const char* name) {
 }
 
 int freeLocalPort() {
-    const int fd = socket(AF_INET, SOCK_STREAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    bind(fd, reinterpret_cast<sockaddr*>(&address), sizeof address);
-    socklen_t size = sizeof address;
-    getsockname(fd, reinterpret_cast<sockaddr*>(&address), &size);
-    close(fd);
-    return ntohs(address.sin_port);
+    return loopback(0);
 }
 
 RigctldProcess::RigctldProcess(int port) : port(port) {
@@ -58,13 +54,9 @@ RigctldProcess::RigctldProcess(int port) : port(port) {
               portText.c_str(), static_cast<char*>(nullptr));
         _exit(127);
     }
-    for (int i = 0; i < 500 && !accepts(port); ++i) {
+    for (int i = 0; i < 500 && loopback(port) == 0; ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
-}
-
-RigctldProcess::~RigctldProcess() {
-    stop();
 }
 
 void RigctldProcess::stop() {
@@ -75,32 +67,8 @@ void RigctldProcess::stop() {
     }
 }
 
-pid_t spawn(const std::vector<std::string>& arguments, int* output) {
-    int fds[2];
-    if (pipe(fds) != 0) {
-        return -1;
-    }
-    std::vector<char*> argv;
-    for (const std::string& argument : arguments) {
-        argv.push_back(const_cast<char*>(argument.c_str()));
-    }
-    argv.push_back(nullptr);
-    const pid_t pid = fork();
-    if (pid == 0) {
-        dup2(fds[1], 1);
-        close(fds[0]);
-        close(fds[1]);
-        execv(argv[0], argv.data());
-        _exit(127);
-    }
-    close(fds[1]);
-    *output = fds[0];
-    return pid;
-}
-
-std::string rigctl(const std::string& address, const std::string& command) {
-    const std::string line = findProgram("rigctl") + " -m 2 -r " + address + " " + command;
-    FILE* pipe = popen(line.c_str(), "r");
+std::string output(const std::string& command) {
+    FILE* pipe = popen(command.c_str(), "r");
     std::string out;
     char buffer[256];
     while (pipe && fgets(buffer, sizeof buffer, pipe)) {

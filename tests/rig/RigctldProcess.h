@@ -4,7 +4,6 @@
 
 #include <string>
 #include <sys/types.h>
-#include <vector>
 
 namespace rigtest {
 
@@ -18,7 +17,7 @@ class RigctldProcess {
 public:
     // Starts rigctld -m 1 -P RIG on `port` and waits until it accepts.
     explicit RigctldProcess(int port);
-    ~RigctldProcess();
+    ~RigctldProcess() { stop(); }
     RigctldProcess(const RigctldProcess&) = delete;
     RigctldProcess& operator=(const RigctldProcess&) = delete;
 
@@ -31,12 +30,13 @@ private:
     pid_t pid = -1;
 };
 
-// Starts `arguments[0]` with the rest as its arguments; its standard output
-// is readable from *output. Returns its process id (-1 on failure).
-pid_t spawn(const std::vector<std::string>& arguments, int* output);
+// Runs `command` through the shell and returns its standard output without
+// the final line feed.
+std::string output(const std::string& command);
 
-// Runs `rigctl -m 2 -r ADDRESS COMMAND...` and returns its standard output
-// without the final line feed.
-std::string rigctl(const std::string& address, const std::string& command);
+// `rigctl -m 2 -r ADDRESS COMMAND...`, as output() gives it.
+inline std::string rigctl(const std::string& address, const std::string& command) {
+    return output(findProgram("rigctl") + " -m 2 -r " + address + " " + command);
+}
 
 } // namespace rigtest

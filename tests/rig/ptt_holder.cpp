@@ -1,7 +1,7 @@
 // Keys a rigctld's PTT by CAT and holds it, for the emergency release test:
 //   ptt_holder HOST:PORT signal   waits to be ended by a signal
 //   ptt_holder HOST:PORT exit     calls exit() with the connection still open
-// Prints "keyed" once PTT is on.
+// Prints "keyed PID" once PTT is on.
 #include "rig/EmergencyRelease.h"
 #include "rig/RigConnection.h"
 
@@ -26,7 +26,7 @@ int main(int argc, char** argv) {
     if (!rig->setPtt(true).empty()) {
         return 1;
     }
-    std::puts("keyed");
+    std::printf("keyed %d\n", static_cast<int>(getpid()));
     std::fflush(stdout);
     if (std::strcmp(argv[2], "exit") == 0) {
         std::exit(0);

@@ -18,14 +18,14 @@ using namespace tarn::rig;
 using namespace std::chrono_literals;
 using TimePoint = TransmitSequence::TimePoint;
 
+// The fake clock's time, which the fake PTT and output stamp their changes
+// with and the test moves.
 struct FakeClock {
     TimePoint now{};
-    void to(std::chrono::milliseconds t) { now = TimePoint{} + t; }
 };
 
 // Records each change of the line with the fake time it happened at.
-class FakePtt : public PttSwitch {
-public:
+struct FakePtt : PttSwitch {
     explicit FakePtt(FakeClock& clock) : clock(clock) {}
     std::string setPtt(bool on) override {
         if (on && !refusal.empty()) {
@@ -35,27 +35,21 @@ public:
         changes.push_back({on, clock.now});
         return "";
     }
-    struct Change {
-        bool on;
-        TimePoint at;
-    };
     FakeClock& clock;
     std::string refusal;
     std::chrono::milliseconds keyingTime{0};
-    std::vector<Change> changes;
+    std::vector<std::pair<bool, TimePoint>> changes;
 };
 
-class FakeOutput : public PlayoutSink {
-public:
+struct FakeOutput : PlayoutSink {
     explicit FakeOutput(FakeClock& clock) : clock(clock) {}
-    int startTransmission(std::unique_ptr<Transmission> transmission, bool) override {
-        return startTransmissionAt(std::move(transmission), false, clock.now);
+    int startTransmission(std::unique_ptr<Transmission> t, bool) override {
+        return startTransmissionAt(std::move(t), false, clock.now);
     }
-    int startTransmissionAt(std::unique_ptr<Transmission> transmission, bool,
-                            TimePoint firstSample) override {
-        playing = std::move(transmission);
+    int startTransmissionAt(std::unique_ptr<Transmission> t, bool, TimePoint first) override {
+        playing = std::move(t);
         startedAt = clock.now;
-        firstSampleAt = firstSample;
+        firstSampleAt = first;
         done.reset();
         return startStatus;
     }
@@ -93,7 +87,9 @@ struct Harness {
             sequence.advance();
         }
     }
-    std::chrono::milliseconds at(TimePoint t) const {
+    // The fake time of PTT change `n`, in milliseconds from zero.
+    std::chrono::milliseconds change(std::size_t n) const { return at(ptt.changes.at(n).second); }
+    static std::chrono::milliseconds at(TimePoint t) {
         return std::chrono::duration_cast<std::chrono::milliseconds>(t - TimePoint{});
     }
 };
@@ -121,8 +117,8 @@ TEST(TransmitSequence, KeysAroundTheAudioLeavingTheSoundCard) {
         EXPECT_EQ(h.ptt.changes.size(), 1u) << "PTT off before the tail delay";
         h.runTo(1030ms);
         ASSERT_EQ(h.ptt.changes.size(), 2u);
-        EXPECT_FALSE(h.ptt.changes[1].on);
-        EXPECT_EQ(h.at(h.ptt.changes[1].at), 950ms + 80ms + keying);
+        EXPECT_FALSE(h.ptt.changes[1].first);
+        EXPECT_EQ(h.change(1), 950ms + 80ms + keying);
         EXPECT_FALSE(h.sequence.sending());
         EXPECT_FALSE(*h.engineSending) << "the engine's transmission is released after PTT off";
         EXPECT_FALSE(h.output.stoppedAt) << "the output plays out undisturbed";
@@ -156,7 +152,7 @@ TEST(TransmitSequence, ReleasesPttOnEveryEarlyEnd) {
         c.act(h);
         h.sequence.advance();
         ASSERT_EQ(h.ptt.changes.size(), 2u);
-        EXPECT_EQ(h.at(h.ptt.changes[1].at), c.when);
+        EXPECT_EQ(h.change(1), c.when);
         EXPECT_EQ(h.output.stoppedAt.has_value(), c.audioCut);
         EXPECT_FALSE(h.output.playing);
         EXPECT_FALSE(h.sequence.sending());
@@ -194,7 +190,7 @@ TEST(TransmitSequence, RefusesWhatCannotBeKeyedOrPlayed) {
     unplayable.output.startStatus = -9996;
     EXPECT_EQ(unplayable.start(), -9996);
     ASSERT_EQ(unplayable.ptt.changes.size(), 2u);
-    EXPECT_FALSE(unplayable.ptt.changes[1].on);
+    EXPECT_FALSE(unplayable.ptt.changes[1].first);
     EXPECT_FALSE(unplayable.sequence.sending());
     EXPECT_EQ(log.text(), "Output could not be started (-9996): PTT released\n");
 }
@@ -207,8 +203,7 @@ TEST(TransmitSequence, NewTimingWaitsForTheNextTransmission) {
     EXPECT_EQ(h.at(*h.output.firstSampleAt), 50ms);
     h.output.done = TimePoint{} + 100ms;
     h.runTo(180ms);
-    ASSERT_EQ(h.ptt.changes.size(), 2u);
-    EXPECT_EQ(h.at(h.ptt.changes[1].at), 180ms);
+    EXPECT_EQ(h.change(1), 180ms);
 
     ASSERT_EQ(h.start(), 0);
     EXPECT_EQ(h.at(*h.output.firstSampleAt), 380ms);

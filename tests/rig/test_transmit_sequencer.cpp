@@ -1,7 +1,8 @@
 // The sequencer's own thread: a transmission runs to its end without the
-// caller's help, a stop from the sending thread ends it at once, and every
-// shared fact is read race-free (run under ThreadSanitizer). No timing is
-// asserted here; the sequence's timing is proved with a fake clock.
+// caller's help, a stop from the sending thread or the sequencer's
+// destruction ends it at once, and every shared fact is read race-free (run
+// under ThreadSanitizer). No timing is asserted here; the sequence's timing
+// is proved with a fake clock.
 #include "rig/TransmitSequencer.h"
 
 #include <gtest/gtest.h>
@@ -37,29 +38,21 @@ private:
 class InstantOutput : public PlayoutSink {
 public:
     int startTransmission(std::unique_ptr<tarn::Transmission>, bool) override {
-        ++starts;
-        return 0;
+        return ++starts, 0;
     }
-    int startTransmissionAt(std::unique_ptr<tarn::Transmission> transmission, bool route,
+    int startTransmissionAt(std::unique_ptr<tarn::Transmission> t, bool route,
                             Clock::time_point) override {
-        return startTransmission(std::move(transmission), route);
+        return startTransmission(std::move(t), route);
     }
     void stopTransmission() override { ++stops; }
     std::optional<Clock::time_point> playedOutAt() const override {
-        if (!finished.load()) {
-            return std::nullopt;
-        }
-        return Clock::now();
+        return finished ? std::optional(Clock::now()) : std::nullopt;
     }
     bool failed() const override { return false; }
 
     std::atomic<int> starts{0}, stops{0};
     std::atomic<bool> finished{false};
 };
-
-std::unique_ptr<tarn::Transmission> message(std::shared_ptr<std::atomic<bool>> sending) {
-    return std::make_unique<tarn::Transmission>(std::vector<float>(800, 0.1f), std::move(sending));
-}
 
 bool eventually(const std::function<bool()>& condition) {
     for (int i = 0; i < 5000 && !condition(); ++i) {
@@ -71,41 +64,36 @@ bool eventually(const std::function<bool()>& condition) {
 TEST(TransmitSequencer, RunsToTheEndOnItsOwnThreadAndStopsAtOnce) {
     RecordingPtt ptt;
     InstantOutput output;
-    TransmitSequencer sequencer(ptt, output, SequenceTiming{5ms, 5ms, 60s});
-
-    auto sending = std::make_shared<std::atomic<bool>>(true);
-    ASSERT_EQ(sequencer.startTransmission(message(sending), false), 0);
-    EXPECT_TRUE(sequencer.sending());
-    ASSERT_TRUE(eventually([&] { return output.starts.load() == 1; }));
-    EXPECT_TRUE(sequencer.sending());
-    output.finished = true;
-    ASSERT_TRUE(eventually([&] { return !sequencer.sending(); }));
-    EXPECT_FALSE(*sending);
-    EXPECT_EQ(ptt.history(), (std::vector<bool>{true, false}));
-    EXPECT_EQ(output.stops.load(), 0);
-
-    output.finished = false;
-    auto second = std::make_shared<std::atomic<bool>>(true);
-    ASSERT_EQ(sequencer.startTransmission(message(second), false), 0);
-    ASSERT_TRUE(eventually([&] { return output.starts.load() == 2; }));
-    sequencer.stopTransmission();
-    EXPECT_FALSE(sequencer.sending());
-    EXPECT_FALSE(*second);
-    EXPECT_EQ(output.stops.load(), 1);
-    EXPECT_EQ(ptt.history(), (std::vector<bool>{true, false, true, false}));
-}
-
-TEST(TransmitSequencer, DestructionEndsATransmissionInProgress) {
-    RecordingPtt ptt;
-    InstantOutput output;
-    auto sending = std::make_shared<std::atomic<bool>>(true);
+    std::shared_ptr<std::atomic<bool>> sending[3];
+    const auto start = [&](TransmitSequencer& sequencer, int n) {
+        sending[n] = std::make_shared<std::atomic<bool>>(true);
+        return sequencer.startTransmission(
+            std::make_unique<tarn::Transmission>(std::vector<float>(800, 0.1f), sending[n]), false);
+    };
     {
-        TransmitSequencer sequencer(ptt, output, SequenceTiming{0ms, 0ms, 60s});
-        ASSERT_EQ(sequencer.startTransmission(message(sending), false), 0);
+        TransmitSequencer sequencer(ptt, output, SequenceTiming{5ms, 5ms, 60s});
+        ASSERT_EQ(start(sequencer, 0), 0);
+        EXPECT_TRUE(sequencer.sending());
+        ASSERT_TRUE(eventually([&] { return output.starts.load() == 1; }));
+        EXPECT_TRUE(sequencer.sending());
+        output.finished = true;
+        ASSERT_TRUE(eventually([&] { return !sequencer.sending(); }));
+        EXPECT_FALSE(*sending[0]);
+        EXPECT_EQ(ptt.history(), (std::vector<bool>{true, false}));
+        EXPECT_EQ(output.stops.load(), 0);
+
+        output.finished = false;
+        ASSERT_EQ(start(sequencer, 1), 0);
+        ASSERT_TRUE(eventually([&] { return output.starts.load() == 2; }));
+        sequencer.stopTransmission();
+        EXPECT_FALSE(sequencer.sending());
+        EXPECT_FALSE(*sending[1]);
+        EXPECT_EQ(output.stops.load(), 1);
+        ASSERT_EQ(start(sequencer, 2), 0); // ended by the destructor
     }
-    EXPECT_FALSE(*sending);
-    EXPECT_EQ(ptt.history(), (std::vector<bool>{true, false}));
-    EXPECT_EQ(output.stops.load(), 1);
+    EXPECT_FALSE(*sending[2]);
+    EXPECT_EQ(output.stops.load(), 2);
+    EXPECT_EQ(ptt.history(), (std::vector<bool>{true, false, true, false, true, false}));
 }
 
 } // namespace
