@@ -1,5 +1,6 @@
 #include "console/ConsoleFeatures.h"
 
+#include "console/AboutDialog.h"
 #include "console/AutoSquelchControl.h"
 #include "console/ConsoleShortcuts.h"
 #include "console/FirstRunDialog.h"
@@ -121,6 +122,14 @@ void ConsoleFeatures::extendSettingsScreen(SettingsViewController& screen) {
             screen.callsign()->setText(console.settingsStore().callsign().value_or(QString()));
             screen.location()->setText(console.settingsStore().location().value_or(QString()));
         }
+    });
+
+    auto* about = new QPushButton(tr("&About tarn-psk31…"), group);
+    about->setObjectName(QStringLiteral("aboutButton"));
+    form->addRow(QString(), about);
+    connect(about, &QPushButton::clicked, &screen, [&screen] {
+        AboutDialog dialog(&screen);
+        dialog.exec();
     });
 
     if (auto* fields = qobject_cast<QGridLayout*>(screen.scrollView()->widget()->layout()))
