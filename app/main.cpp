@@ -7,13 +7,16 @@
 #include "app/AudioDeviceList.h"
 #include "app/TarnAppDelegate.h"
 #include "console/FirstRunDialog.h"
+#include "console/GlSupport.h"
 #include "console/TarnViewController.h"
 #include "console/Theme.h"
+#include "log/TarnLog.h"
 #include "packaging/TarnVersion.h"
 #include "settings/SettingsStore.h"
 
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QMessageBox>
 #include <QScreen>
 #include <QTimer>
 
@@ -112,6 +115,18 @@ int main(int argc, char* argv[]) {
         std::fprintf(stderr, "tarn-psk31-console: --screenshot-after needs seconds, not '%s'\n",
                      qPrintable(parser.value(shotAfterOption)));
         return 2;
+    }
+
+    // The spectrum view draws through OpenGL: without it, say so and stop
+    // rather than crash in the first frame.
+    if (const QString why = glsupport::whyNoOpenGl(); !why.isEmpty()) {
+        tarnLog("Console cannot start: %s\n", qPrintable(why));
+        if (!parser.isSet(shotOption) && QGuiApplication::platformName() != "offscreen")
+            QMessageBox::critical(nullptr, "tarn-psk31",
+                                  QString("The console needs OpenGL 2.1 to draw the waterfall, "
+                                          "but %1.")
+                                      .arg(why));
+        return 1;
     }
 
     SettingsStore store(parser.value(settingsOption));

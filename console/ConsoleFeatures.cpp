@@ -1,5 +1,6 @@
 #include "console/ConsoleFeatures.h"
 
+#include "console/AboutDialog.h"
 #include "console/AutoSquelchControl.h"
 #include "console/ConsoleShortcuts.h"
 #include "console/FirstRunDialog.h"
@@ -46,6 +47,10 @@ ConsoleFeatures::ConsoleFeatures(TarnViewController& console)
     keys = new ConsoleShortcuts(console);
     theme::applyReceiveFont(*console.textOutput(), console.settingsStore());
     console.installEventFilter(this);
+    // The window is never made narrower than its rows of controls need, so
+    // none of them is squeezed below its text (the designed 640x400 points
+    // is a little too narrow for the tuning row).
+    console.setMinimumSize(console.minimumSize().expandedTo(console.minimumSizeHint()));
     // One tick for the scale and the squelch (a timer event, not a QTimer:
     // the console's refresh timers are its own).
     startTimer(static_cast<int>(AutoSquelch::kTickSeconds * 1000.0), Qt::PreciseTimer);
@@ -121,6 +126,14 @@ void ConsoleFeatures::extendSettingsScreen(SettingsViewController& screen) {
             screen.callsign()->setText(console.settingsStore().callsign().value_or(QString()));
             screen.location()->setText(console.settingsStore().location().value_or(QString()));
         }
+    });
+
+    auto* about = new QPushButton(tr("&About tarn-psk31…"), group);
+    about->setObjectName(QStringLiteral("aboutButton"));
+    form->addRow(QString(), about);
+    connect(about, &QPushButton::clicked, &screen, [&screen] {
+        AboutDialog dialog(&screen);
+        dialog.exec();
     });
 
     if (auto* fields = qobject_cast<QGridLayout*>(screen.scrollView()->widget()->layout()))

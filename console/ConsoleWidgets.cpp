@@ -4,6 +4,7 @@
 #include <QSignalBlocker>
 #include <QToolButton>
 
+#include <algorithm>
 #include <cmath>
 
 LevelSlider::LevelSlider(QWidget* parent) : QSlider(Qt::Horizontal, parent) {
@@ -52,7 +53,8 @@ void MomentarySegmentedControl::setSegments(const QStringList& titles) {
         button->setText(titles[i]);
         button->setAutoRaise(false);
         button->setFocusPolicy(Qt::NoFocus);
-        button->setMinimumWidth(40);
+        // At least 40 points, and never narrower than its text.
+        button->setMinimumWidth(std::max(40, button->sizeHint().width()));
         connect(button, &QToolButton::clicked, this, [this, i] { pressSegment(i); });
         layout()->addWidget(button);
         buttons.append(button);

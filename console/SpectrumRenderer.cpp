@@ -44,7 +44,7 @@ void SpectrumRenderer::commonSetup() {
     check("glLoadIdentity()");
     fixedFunction.glPointSize(1.0);
     check("glPointSize(1.0)");
-    glLineWidth(1.0);
+    glLineWidth(lineWidth);
     check("glLineWidth(1.0)");
     fixedFunction.glDisableClientState(GL_TEXTURE_COORD_ARRAY);
     check("glDisableClientState(GL_TEXTURE_COORD_ARRAY)");

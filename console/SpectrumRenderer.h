@@ -28,6 +28,10 @@ public:
 
     // Resolves the GL functions; the context must be current.
     void initialize();
+    // Device pixels per point (the screen's scale, 1 at 100 %): lines are
+    // drawn this wide, so the waterfall's rows, one point apart, leave no
+    // gaps on scaled screens.
+    void setPixelsPerPoint(float ratio) { lineWidth = ratio; }
 
     // The mean of the newest 32 rows as a white trace scaled to the height,
     // around `frequency` (Hz) when zoomed, with its three markers.
@@ -40,6 +44,7 @@ private:
     void check(const char* callText);
     void clearBackground();
     void commonSetup();
+    float lineWidth = 1.0f;
     void drawMarker(float x, const float (&colour)[4]);
     void drawMarkers(double frequency, const FrequencyAxis& axis, const float (&tuned)[4],
                      const float (&width)[4]);

@@ -51,6 +51,7 @@ void SpectrumView::display() {
     const qreal ratio = devicePixelRatioF();
     context()->functions()->glViewport(0, 0, static_cast<int>(width() * ratio),
                                        static_cast<int>(height() * ratio));
+    renderer.setPixelsPerPoint(static_cast<float>(ratio));
     frameRequested = true;
     paintGL();
     doneCurrent();
