@@ -2,6 +2,7 @@
 #include "console/TarnViewController.h"
 #include "audio/EngineAudio.h"
 
+#include "console/BandScanning.h"
 #include "console/ConsoleFeatures.h"
 #include "console/ConsoleWidgets.h"
 #include "console/QsoLogging.h"
@@ -46,6 +47,8 @@ TarnViewController::TarnViewController(AudioPlatform& platform, SettingsStore& s
     initializeConsole();
     // Frequency scale, Auto squelch, keys, fonts and the settings' Display group.
     new ConsoleFeatures(*this);
+    // The band scanner: its panel, the display's station markers, its settings.
+    new BandScanning(*this);
 }
 
 TarnViewController::~TarnViewController() {
