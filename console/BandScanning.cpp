@@ -46,9 +46,7 @@ BandScanning::BandScanning(TarnViewController& console)
     // Room for about 60 characters of text beside the numbers.
     console.resizeDocks({panelDock}, {kPanelWidth}, Qt::Horizontal);
 
-    channelMarkers = new ChannelMarkers(console.spectrumDisplay());
     connect(bandPanel, &BandPanel::tuneRequested, this, &BandScanning::tuneTo);
-    connect(channelMarkers, &ChannelMarkers::tuneRequested, this, &BandScanning::tuneTo);
     connect(bandPanel, &BandPanel::wordClicked, this,
             [this](const QString& word) { this->console.qsoLogging()->form()->captureWord(word); });
 
@@ -104,10 +102,17 @@ void BandScanning::refresh() {
     marks.reserve(now.size());
     for (const scanner::ChannelSnapshot& channel : now)
         marks.push_back({channel.frequency, channel.callingCq});
-    const ChannelMarkers::View view{console.theData()->frequency(), console.displayMode,
-                                    console.displayZoomed};
-    channelMarkers->showMarkers(console.inBackground ? nullptr : console.spectrumDisplay(), view,
-                                std::move(marks));
+    // The display's view is made anew on each return from the background.
+    SpectrumView* view = console.inBackground ? nullptr : console.spectrumDisplay();
+    if (view != nullptr && (!channelMarkers || channelMarkers->parentWidget() != view)) {
+        delete channelMarkers.data();
+        channelMarkers = new ChannelMarkers(view);
+        connect(channelMarkers, &ChannelMarkers::tuneRequested, this, &BandScanning::tuneTo);
+    }
+    if (channelMarkers)
+        channelMarkers->showMarkers(
+            {console.theData()->frequency(), console.displayMode, console.displayZoomed},
+            std::move(marks));
     if (panelDock->isVisible())
         bandPanel->showChannels(std::move(now));
 }

@@ -18,9 +18,11 @@
 #pragma once
 
 #include "audio/EngineAudio.h"
+#include "console/ChannelMarkers.h"
 #include "scanner/Scanner.h"
 
 #include <QObject>
+#include <QPointer>
 
 #include <memory>
 #include <mutex>
@@ -28,7 +30,7 @@
 #include <vector>
 
 class BandPanel;
-class ChannelMarkers;
+
 class QAction;
 class QDockWidget;
 class SettingsViewController;
@@ -54,7 +56,8 @@ public:
     BandPanel* panel() const { return bandPanel; }
     QDockWidget* dock() const { return panelDock; }
     QAction* toggle() const;
-    ChannelMarkers* markers() const { return channelMarkers; }
+    // The markers over the current display view (none while it has none).
+    ChannelMarkers* markers() const { return channelMarkers.data(); }
 
     // (Re)starts the scanner from the stored settings, or stops it.
     void applySettings();
@@ -73,7 +76,7 @@ private:
     TarnViewController& console;
     BandPanel* bandPanel = nullptr;
     QDockWidget* panelDock = nullptr;
-    ChannelMarkers* channelMarkers = nullptr;
+    QPointer<ChannelMarkers> channelMarkers; // made anew with each display view
     std::mutex feeding;
     std::unique_ptr<scanner::Scanner> scanner;
 };

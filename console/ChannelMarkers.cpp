@@ -25,9 +25,8 @@ ChannelMarkers::ChannelMarkers(QWidget* view) : QWidget(view) {
     hide();
 }
 
-void ChannelMarkers::showMarkers(QWidget* view, const View& display, std::vector<Marker> markers) {
-    if (view != nullptr && parentWidget() != view)
-        setParent(view);
+void ChannelMarkers::showMarkers(const View& display, std::vector<Marker> markers) {
+    QWidget* view = parentWidget();
     shown.clear();
     centres.clear();
     if (view == nullptr || (display.displayMode != 0 && display.displayMode != 1)) {

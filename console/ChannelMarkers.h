@@ -32,9 +32,10 @@ public:
 
     explicit ChannelMarkers(QWidget* view);
 
-    // Places the markers over `view` (which may be a new one) as the display
-    // shows them now; hidden when none is in sight.
-    void showMarkers(QWidget* view, const View& display, std::vector<Marker> markers);
+    // Places the markers over the view as the display shows them now;
+    // hidden when none is in sight. The view owns the markers: they go when
+    // it goes (as it does in the background).
+    void showMarkers(const View& display, std::vector<Marker> markers);
 
     // The centres of the markers shown, in points from the view's left edge,
     // in the order given.
