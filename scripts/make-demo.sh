@@ -3,7 +3,7 @@
 # receiver noise with five PSK31 stations rendered by tarn-psk31 encode, at
 # different carriers, start times and levels: one on the console's start
 # frequency of 1500 Hz, the others at 800, 1150, 1900 and 2250 Hz (tap them
-# on the waterfall, or in the band panel, to read them); three call CQ.
+# on the waterfall, or in the band panel, to read them); four call CQ.
 # 16-bit PCM at 8000 Hz.
 # The same tool build gives the same file: the noise is seeded and the mix
 # is not dithered.
