@@ -45,10 +45,18 @@ BandPanel::BandPanel(QWidget* parent) : QTableWidget(0, columnCount, parent) {
     // The newest text is at the end: a narrow column drops the oldest.
     setTextElideMode(Qt::ElideLeft);
     verticalHeader()->hide();
-    verticalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
-    horizontalHeader()->setSectionResizeMode(QHeaderView::ResizeToContents);
-    horizontalHeader()->setStretchLastSection(true);
     setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    // Fixed widths from the font: sizing to the contents on every tick would
+    // lay the table out again five times a second.
+    const QFontMetrics metrics(font());
+    verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
+    verticalHeader()->setDefaultSectionSize(metrics.height() + 4);
+    horizontalHeader()->setSectionResizeMode(QHeaderView::Interactive);
+    const int digit = metrics.horizontalAdvance(QLatin1Char('0'));
+    setColumnWidth(frequencyColumn, digit * 8);
+    setColumnWidth(snrColumn, digit * 7);
+    setColumnWidth(imdColumn, digit * 7);
+    horizontalHeader()->setStretchLastSection(true);
 }
 
 void BandPanel::showChannels(std::vector<scanner::ChannelSnapshot> channels) {

@@ -30,10 +30,12 @@ void ChannelMarkers::showMarkers(const View& display, std::vector<Marker> marker
     shown.clear();
     centres.clear();
     if (view == nullptr || (display.displayMode != 0 && display.displayMode != 1)) {
+        drawn.clear();
         hide();
         return;
     }
-    setGeometry(view->rect());
+    if (geometry() != view->rect())
+        setGeometry(view->rect());
     const FrequencyAxis axis =
         FrequencyAxis::forDrawing(display.frequency, display.displayMode, display.zoomed);
     QRegion mask;
@@ -48,9 +50,19 @@ void ChannelMarkers::showMarkers(const View& display, std::vector<Marker> marker
     }
     // An empty mask would mean no mask at all: hide instead.
     if (mask.isEmpty()) {
+        drawn.clear();
         hide();
         return;
     }
+    // Each repaint over the GL view costs a window composition: only when
+    // something moved.
+    std::vector<int> now = centres;
+    for (const Marker& marker : shown)
+        now.push_back(marker.callingCq ? 1 : 0);
+    if (isVisible() && now == drawn && drawnOver == view->rect())
+        return;
+    drawn = std::move(now);
+    drawnOver = view->rect();
     setMask(mask);
     raise();
     show();

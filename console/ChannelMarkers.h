@@ -51,4 +51,6 @@ protected:
 private:
     std::vector<Marker> shown;
     std::vector<int> centres;
+    std::vector<int> drawn; // centres and tints last drawn, to skip repaints of the same
+    QRect drawnOver;
 };
