@@ -146,6 +146,10 @@ void EngineAudio::inputQueueCallback(void* context, AudioHandle, AudioHandle buf
                                      const float* samples, uint32_t byteSize) {
     auto* self = static_cast<EngineAudio*>(context);
     self->engine.processInputAudioSamples(std::span<const float>(samples, byteSize / 4));
+    // The band scanner's feed: in the reworked audio host this goes next to
+    // the engine's call in the input consumer.
+    if (InputConsumer* consumer = self->inputConsumer.load(std::memory_order_acquire))
+        consumer->feed(std::span<const float>(samples, byteSize / 4));
     const int32_t status = self->platform.queueEnqueueBuffer(self->inputAudioQueueRef, buffer);
     if (failed(status)) {
         tarnLog("Failed to enqueue buffers for input audio queue %d\n", audioStatus16(status));

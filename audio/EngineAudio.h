@@ -15,8 +15,20 @@
 #include "engine/Transmission.h"
 
 #include <atomic>
+#include <span>
 
 namespace tarnaudio {
+
+// A second consumer of the radio's input next to the engine (the band
+// scanner): fed every input block on the input thread, right after the
+// engine. It must outlive the EngineAudio it is given to.
+class InputConsumer {
+public:
+    virtual void feed(std::span<const float> block) = 0;
+
+protected:
+    ~InputConsumer() = default;
+};
 
 class EngineAudio final : public tarn::TransmitSink {
 public:
@@ -33,6 +45,10 @@ public:
     int startTransmission(std::unique_ptr<tarn::Transmission> transmission,
                           bool routeToSpeaker) override;
     void stopTransmission() override;
+    // Sets the input's second consumer (nullptr: none); any thread.
+    void setInputConsumer(InputConsumer* consumer) {
+        inputConsumer.store(consumer, std::memory_order_release);
+    }
 
     // The platform's callbacks, with this object as their context.
     static void inputQueueCallback(void* context, AudioHandle queue, AudioHandle buffer,
@@ -60,6 +76,7 @@ private:
     // The message being played; owned here, handed between the main and the
     // output thread by exchange so that exactly one of them destroys it.
     std::atomic<tarn::Transmission*> playing{nullptr};
+    std::atomic<InputConsumer*> inputConsumer{nullptr};
 };
 
 } // namespace tarnaudio

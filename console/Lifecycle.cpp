@@ -63,6 +63,11 @@ TarnData* TarnViewController::theData() {
     return _theData.get();
 }
 
+void TarnViewController::setInputConsumer(tarnaudio::InputConsumer* consumer) {
+    theData(); // the audio connection comes with the engine
+    engineAudio->setInputConsumer(consumer);
+}
+
 void TarnViewController::initializeConsole() {
     // The display gets the larger share of the height.
     ui->displaySplitter->setStretchFactor(0, 3);

@@ -2,6 +2,7 @@
 #include "console/TarnViewController.h"
 #include "audio/EngineAudio.h"
 
+#include "console/BandScanning.h"
 #include "console/ConsoleFeatures.h"
 #include "console/ConsoleWidgets.h"
 #include "console/QsoLogging.h"
@@ -44,7 +45,10 @@ TarnViewController::TarnViewController(AudioPlatform& platform, SettingsStore& s
     connectControls();
     logging = new QsoLogging(store, qsoInput(), textOutput(), this);
     initializeConsole();
-    // Frequency scale, Auto squelch, keys, fonts and the settings' Display group.
+    // The band scanner: its panel, the display's station markers, its settings.
+    new BandScanning(*this);
+    // Frequency scale, Auto squelch, keys, fonts and the settings' Display
+    // group; last, so the window's minimum size counts every panel.
     new ConsoleFeatures(*this);
 }
 

@@ -43,7 +43,8 @@
 class AudioPlatform;
 namespace tarnaudio {
 class EngineAudio;
-}
+class InputConsumer;
+} // namespace tarnaudio
 class QAction;
 class QCheckBox;
 class QDialog;
@@ -122,6 +123,9 @@ public:
     // radio. When the file cannot be played: false, and the reason goes to
     // `error` if given, else to a message box.
     bool playRecording(const QString& path, QString* error = nullptr);
+    // A second consumer of the radio's input next to the engine (the band
+    // scanner); it must outlive the console's audio connection.
+    void setInputConsumer(tarnaudio::InputConsumer* consumer);
     // The QSO form, the log, capture from the receive view and spotting.
     QsoLogging* qsoLogging() const { return logging; }
 

@@ -15,7 +15,7 @@ constexpr double kDuplicateHz = 12; // two channels this close follow one statio
 // A new channel that has pulled in this close to an open one has found that
 // station's side lobe (stations closer than a signal's width cannot both be
 // copied anyway; 40 Hz apart they can).
-constexpr double kNewChannelHz = 25;
+constexpr double kNewChannelHz = 32;
 constexpr double kGhostHz = 32; // a PSK31 signal's width
 
 } // namespace

@@ -92,6 +92,30 @@ public:
     QString spottingAddress() const;
     void setSpottingAddress(const QString& hostPort);
 
+    // The band scanner (defined in ScannerSettings.cpp). Each reads its
+    // default while absent; none is written by fillInDefaults.
+    // "scannerEnabled": every station in the band decoded at once; the
+    // default is the caller's (on for a desktop or tablet, off on a phone).
+    bool scannerEnabled(bool byDefault) const;
+    void setScannerEnabled(bool on);
+    // "scannerLowHz", "scannerHighHz": the band edges searched, Hz (default
+    // 500 and 2500).
+    double scannerLowHz() const;
+    void setScannerLowHz(double hertz);
+    double scannerHighHz() const;
+    void setScannerHighHz(double hertz);
+    // "scannerMaxChannels": stations followed at once (default 40).
+    int scannerMaxChannels() const;
+    void setScannerMaxChannels(int count);
+    // "scannerCloseSeconds": a station is dropped after this long without
+    // signal (default 20).
+    double scannerCloseSeconds() const;
+    void setScannerCloseSeconds(double seconds);
+    // "scannerSnrDb": a station prints while its SNR in 2500 Hz is above
+    // this, dB (default -10).
+    double scannerSnrDb() const;
+    void setScannerSnrDb(double decibels);
+
     // The first-run rule: a missing call sign gets "Please Edit" (and then
     // forceOutputToSpeaker false), each missing macro title and text its
     // default. Present values, also empty ones, stay; "location" is left alone.
@@ -104,6 +128,7 @@ public:
 
 private:
     std::optional<QString> text(const QString& key) const;
+    double number(const QString& key, double byDefault) const;
     void load();
 
     QString path;

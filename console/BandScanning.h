@@ -1,0 +1,82 @@
+// The console's band scanner: every PSK31 station in the band decoded at
+// once next to the main receiver, shown in the band panel (a dock beside the
+// received text, switched by the toolbar's "Band" toggle) and as markers on
+// the display. A click on a row or marker tunes the main receiver there,
+// whose replay then shows the station's recent text; a click on a word of a
+// row offers it to the QSO form.
+//
+// The scanner is DSP and runs on the audio input thread: the console's
+// audio connection calls feed() with every input block. The panel and the
+// markers read the scanner's snapshot on a 0.2 s timer. The settings
+// ("Band scanner" on the settings screen) take effect when the screen is
+// accepted; the scanner starts afresh then.
+//
+// Threads: feed() on the input thread; everything else on the main thread.
+// The scanner is only replaced on the main thread, under `feeding`, which
+// feed() holds while it uses it; the main thread reads snapshots without
+// that lock (only it ever replaces the scanner).
+#pragma once
+
+#include "audio/EngineAudio.h"
+#include "console/ChannelMarkers.h"
+#include "scanner/Scanner.h"
+
+#include <QObject>
+#include <QPointer>
+
+#include <memory>
+#include <mutex>
+#include <span>
+#include <vector>
+
+class BandPanel;
+
+class QAction;
+class QDockWidget;
+class SettingsViewController;
+class TarnViewController;
+
+class BandScanning : public QObject, public tarnaudio::InputConsumer {
+    Q_OBJECT
+
+public:
+    static constexpr int kRefreshMilliseconds = 200;
+
+    // Adds the dock, the toolbar toggle and the markers to `console`, starts
+    // the scanner as the settings say and connects it to the radio's input.
+    explicit BandScanning(TarnViewController& console);
+    ~BandScanning() override;
+
+    // Audio at 8000 Hz from the radio's input (input thread).
+    void feed(std::span<const float> block) override;
+
+    // Main thread from here on.
+    bool scanning() const { return scanner != nullptr; }
+    std::vector<scanner::ChannelSnapshot> channels() const;
+    BandPanel* panel() const { return bandPanel; }
+    QDockWidget* dock() const { return panelDock; }
+    QAction* toggle() const;
+    // The markers over the current display view (none while it has none).
+    ChannelMarkers* markers() const { return channelMarkers.data(); }
+
+    // (Re)starts the scanner from the stored settings, or stops it.
+    void applySettings();
+    // Shows the scanner's channels in the panel and on the display.
+    void refresh();
+    // Tunes the main receiver to `frequency` (Hz) with AFC on.
+    void tuneTo(double frequency);
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override;
+    void timerEvent(QTimerEvent* event) override;
+
+private:
+    void extendSettingsScreen(SettingsViewController& screen);
+
+    TarnViewController& console;
+    BandPanel* bandPanel = nullptr;
+    QDockWidget* panelDock = nullptr;
+    QPointer<ChannelMarkers> channelMarkers; // made anew with each display view
+    std::mutex feeding;
+    std::unique_ptr<scanner::Scanner> scanner;
+};
