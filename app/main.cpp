@@ -10,6 +10,7 @@
 #include "console/TarnViewController.h"
 #include "console/Theme.h"
 #include "packaging/TarnVersion.h"
+#include "rig/EmergencyRelease.h"
 #include "settings/SettingsStore.h"
 
 #include <QApplication>
@@ -125,6 +126,11 @@ int main(int argc, char* argv[]) {
     }
     AudioBackend audio(store, formFactor);
     TarnAppDelegate shell;
+    // SIGINT, SIGTERM and exit() release a keyed transmitter; after a signal
+    // the console closes in order, as when its window is closed.
+    tarn::rig::EmergencyRelease::install([](int) {
+        QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+    });
     TarnViewController console(audio.platform(), store, formFactor);
     console.setAudioDeviceSource(listAudioDevices);
     shell.setWindow(&console);

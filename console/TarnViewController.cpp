@@ -5,6 +5,7 @@
 #include "console/ConsoleFeatures.h"
 #include "console/ConsoleWidgets.h"
 #include "console/QsoLogging.h"
+#include "console/RadioControl.h"
 #include "console/RecordingPlayer.h"
 #include "console/SpectrumView.h"
 #include "settings/SettingsStore.h"
@@ -44,11 +45,14 @@ TarnViewController::TarnViewController(AudioPlatform& platform, SettingsStore& s
     connectControls();
     logging = new QsoLogging(store, qsoInput(), textOutput(), this);
     initializeConsole();
+    radio = new RadioControl(*this);
     // Frequency scale, Auto squelch, keys, fonts and the settings' Display group.
     new ConsoleFeatures(*this);
 }
 
 TarnViewController::~TarnViewController() {
+    // The keyed transmit path lets go of the audio output before it goes.
+    radio->detachOutput();
     // Samples stop arriving from a recording before the engine goes.
     player->stop();
     engineAudio.reset();

@@ -52,6 +52,7 @@ class QLineEdit;
 class QPlainTextEdit;
 class QTimer;
 class QsoLogging;
+class RadioControl;
 class QToolBar;
 class LevelSlider;
 class MacroExpander;
@@ -124,6 +125,8 @@ public:
     bool playRecording(const QString& path, QString* error = nullptr);
     // The QSO form, the log, capture from the receive view and spotting.
     QsoLogging* qsoLogging() const { return logging; }
+    // The radio: connection, RF readout, Stop sending, the keyed transmit path.
+    RadioControl* radioControl() const { return radio; }
 
     // ---- Lifecycle -----------------------------------------------------------
     void initSpectrumDisplay();
@@ -221,6 +224,7 @@ private:
     std::unique_ptr<tarnaudio::EngineAudio> engineAudio;
     QPointer<SpectrumView> spectrumView;
     QsoLogging* logging = nullptr;
+    RadioControl* radio = nullptr;
     QLabel* txLabel = nullptr;
     QAction* playAction = nullptr;
     Qt::ApplicationState lastApplicationState = Qt::ApplicationInactive;
