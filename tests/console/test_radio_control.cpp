@@ -72,13 +72,12 @@ private slots:
         rigtest::rigctl(rigctld.address(), "F 14070000");
 
         ConsoleFixture fixture;
-        QVERIFY(!fixture.console->radioControl()->rfReadout()->isVisible());
+        QVERIFY(fixture.console->radioControl()->rfReadout()->isHidden());
         fixture.store->setRigConfig(rigAt(rigctld.address(), 1000));
         fixture.console->radioControl()->applySettings();
-        fixture.console->show();
         QLabel* readout = fixture.console->radioControl()->rfReadout();
         QTRY_COMPARE_WITH_TIMEOUT(readout->text(), QStringLiteral("RF 14071.500 kHz"), 5000);
-        QVERIFY(readout->isVisible());
+        QVERIFY(!readout->isHidden());
 
         rigtest::rigctl(rigctld.address(), "M LSB 2400");
         rigtest::rigctl(rigctld.address(), "F 7040000");
