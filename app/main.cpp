@@ -12,6 +12,7 @@
 #include "console/Theme.h"
 #include "log/TarnLog.h"
 #include "packaging/TarnVersion.h"
+#include "rig/EmergencyRelease.h"
 #include "settings/SettingsStore.h"
 
 #include <QApplication>
@@ -140,6 +141,11 @@ int main(int argc, char* argv[]) {
     }
     AudioBackend audio(store, formFactor);
     TarnAppDelegate shell;
+    // SIGINT, SIGTERM and exit() release a keyed transmitter; after a signal
+    // the console closes in order, as when its window is closed.
+    tarn::rig::EmergencyRelease::install([](int) {
+        QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection);
+    });
     TarnViewController console(audio.platform(), store, formFactor);
     console.setAudioDeviceSource(listAudioDevices);
     shell.setWindow(&console);

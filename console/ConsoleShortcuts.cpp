@@ -1,6 +1,7 @@
 #include "console/ConsoleShortcuts.h"
 
 #include "console/ConsoleWidgets.h"
+#include "console/RadioControl.h"
 #include "console/TarnViewController.h"
 
 #include <QAction>
@@ -46,7 +47,7 @@ void ConsoleShortcuts::add(const QKeySequence& keys, const QString& name,
 bool ConsoleShortcuts::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() == QEvent::KeyPress &&
         static_cast<QKeyEvent*>(event)->key() == Qt::Key_Escape)
-        console.theData()->stopAudioOutput();
+        console.radioControl()->stopSending();
     return QObject::eventFilter(watched, event);
 }
 

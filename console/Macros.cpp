@@ -5,6 +5,7 @@
 // The escapes and their two passes are MacroExpander's; the console feeds it
 // the stored call sign and location and the QSO field, and puts its results
 // into the input field.
+#include "console/RadioControl.h"
 #include "console/TarnViewController.h"
 
 #include "console/MacroExpander.h"
@@ -125,10 +126,15 @@ void TarnViewController::processTextInput() {
         // Return.
         return;
     }
+    QPlainTextEdit* output = textOutput();
+    if (const QString refusal = radio->takeRefusal(); !refusal.isEmpty()) {
+        // PTT could not be keyed: nothing went out, the text stays.
+        output->appendPlainText(tr("Not sent: %1").arg(refusal));
+        return;
+    }
 
     // The echo goes in the way received text does: at the view's insertion
     // point, then scrolled to the end.
-    QPlainTextEdit* output = textOutput();
     output->insertPlainText(QStringLiteral("\nSending: ") + text + QLatin1Char('\n'));
     output->verticalScrollBar()->setValue(output->verticalScrollBar()->maximum());
     textInput()->clear();

@@ -6,6 +6,7 @@
 #include "console/ConsoleFeatures.h"
 #include "console/ConsoleWidgets.h"
 #include "console/QsoLogging.h"
+#include "console/RadioControl.h"
 #include "console/RecordingPlayer.h"
 #include "console/SpectrumView.h"
 #include "settings/SettingsStore.h"
@@ -47,12 +48,15 @@ TarnViewController::TarnViewController(AudioPlatform& platform, SettingsStore& s
     initializeConsole();
     // The band scanner: its panel, the display's station markers, its settings.
     new BandScanning(*this);
+    radio = new RadioControl(*this);
     // Frequency scale, Auto squelch, keys, fonts and the settings' Display
     // group; last, so the window's minimum size counts every panel.
     new ConsoleFeatures(*this);
 }
 
 TarnViewController::~TarnViewController() {
+    // The keyed transmit path lets go of the audio output before it goes.
+    radio->detachOutput();
     // Samples stop arriving from a recording before the engine goes.
     player->stop();
     engineAudio.reset();

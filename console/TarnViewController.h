@@ -53,6 +53,7 @@ class QLineEdit;
 class QPlainTextEdit;
 class QTimer;
 class QsoLogging;
+class RadioControl;
 class QToolBar;
 class LevelSlider;
 class MacroExpander;
@@ -128,6 +129,8 @@ public:
     void setInputConsumer(tarnaudio::InputConsumer* consumer);
     // The QSO form, the log, capture from the receive view and spotting.
     QsoLogging* qsoLogging() const { return logging; }
+    // The radio: connection, RF readout, Stop sending, the keyed transmit path.
+    RadioControl* radioControl() const { return radio; }
 
     // ---- Lifecycle -----------------------------------------------------------
     void initSpectrumDisplay();
@@ -225,6 +228,7 @@ private:
     std::unique_ptr<tarnaudio::EngineAudio> engineAudio;
     QPointer<SpectrumView> spectrumView;
     QsoLogging* logging = nullptr;
+    RadioControl* radio = nullptr;
     QLabel* txLabel = nullptr;
     QAction* playAction = nullptr;
     Qt::ApplicationState lastApplicationState = Qt::ApplicationInactive;

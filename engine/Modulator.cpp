@@ -2,6 +2,7 @@
 
 #include "varicode/varicode.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -69,14 +70,20 @@ std::vector<float> renderSymbols(double frequency, const std::string& symbols) {
 
 } // namespace
 
-std::vector<float> Modulator::render(std::u16string_view text, double frequency) {
+std::vector<float> Modulator::render(std::u16string_view text, double frequency,
+                                     int preambleReversals) {
     const varicode codec;
-    return renderSymbols(frequency, codec.renderVaricodeString(kIdleSymbols, text, kIdleSymbols));
+    return renderSymbols(frequency,
+                         codec.renderVaricodeString(kIdleSymbols + std::max(0, preambleReversals),
+                                                    text, kIdleSymbols));
 }
 
-std::vector<float> Modulator::render(std::string_view text, double frequency) {
+std::vector<float> Modulator::render(std::string_view text, double frequency,
+                                     int preambleReversals) {
     const varicode codec;
-    return renderSymbols(frequency, codec.renderVaricodeString(kIdleSymbols, text, kIdleSymbols));
+    return renderSymbols(frequency,
+                         codec.renderVaricodeString(kIdleSymbols + std::max(0, preambleReversals),
+                                                    text, kIdleSymbols));
 }
 
 } // namespace tarn

@@ -16,9 +16,13 @@ namespace tarn {
 class Modulator {
 public:
     // `text` at `frequency` Hz: one code per byte, or the low 8 bits of
-    // each 16-bit code unit. Throws std::length_error beyond 2^31 - 1 samples.
-    static std::vector<float> render(std::string_view text, double frequency);
-    static std::vector<float> render(std::u16string_view text, double frequency);
+    // each 16-bit code unit, with `preambleReversals` (0 or more) idle
+    // reversals more before the usual 8. Throws std::length_error beyond
+    // 2^31 - 1 samples.
+    static std::vector<float> render(std::string_view text, double frequency,
+                                     int preambleReversals = 0);
+    static std::vector<float> render(std::u16string_view text, double frequency,
+                                     int preambleReversals = 0);
 };
 
 } // namespace tarn

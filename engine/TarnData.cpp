@@ -4,6 +4,8 @@
 #include "engine/Engine.h"
 #include "engine/Modulator.h"
 
+#include <algorithm>
+
 TarnData::TarnData(float squelchDefault) : engine(std::make_unique<tarn::Engine>(squelchDefault)) {}
 
 // A transmission still playing keeps its own samples and sending flag.
@@ -69,10 +71,14 @@ bool TarnData::copySpectrumRow(int rowsBack, std::span<float, tarn::kSpectrumSiz
     return engine->waterfall().copyRow(rowsBack, out);
 }
 
+void TarnData::setPreambleReversals(int count) {
+    preamble = std::clamp(count, 0, 250);
+}
+
 std::vector<float> TarnData::renderString(std::string_view text) const {
-    return tarn::Modulator::render(text, frequency());
+    return tarn::Modulator::render(text, frequency(), preamble);
 }
 
 std::vector<float> TarnData::renderString(std::u16string_view text) const {
-    return tarn::Modulator::render(text, frequency());
+    return tarn::Modulator::render(text, frequency(), preamble);
 }

@@ -105,8 +105,8 @@ public:
     bool copySpectrumRow(int rowsBack, std::span<float, tarn::kSpectrumSize> out) const;
 
     // ---- Transmitter (main thread) ----------------------------------------
-    // The PSK31 signal of text at the tuned frequency: 8 idle reversals,
-    // the characters, 8 idle reversals; 256 samples per symbol at 8000 Hz.
+    // The PSK31 signal of text at the tuned frequency: 8 idle reversals
+    // (plus the preamble's), the characters, 8 idle reversals; 256 samples per symbol at 8000 Hz.
     // One code per byte (std::string_view) or the low 8 bits of each code
     // unit. Throws std::length_error beyond 2^31 - 1 samples.
     std::vector<float> renderString(std::string_view text) const;
@@ -123,11 +123,16 @@ public:
     // Cuts the transmission off; nothing when idle.
     void stopAudioOutput();
     bool isSending() const;
+    // Extra idle reversals before each message (0 .. 250, clamped; default
+    // 0), for radios that clip the start of a transmission.
+    void setPreambleReversals(int count);
+    int preambleReversals() const { return preamble; }
     void setForceOutputToSpeaker(bool force);
     bool forceOutputToSpeaker() const;
 
 private:
     std::unique_ptr<tarn::Engine> engine;
     tarn::TransmitSink* sink = nullptr;
+    int preamble = 0; // main thread
     std::atomic<bool> speakerForced{false};
 };

@@ -325,3 +325,22 @@ bool SettingsStore::synchronize() {
     }
     return true;
 }
+
+tarn::rig::RigConfig SettingsStore::rigConfig() const {
+    tarn::rig::RigConfig config;
+    for (const auto& [key, unused] : tarn::rig::rigSettings(config)) {
+        const std::optional<QString> value = text(QString::fromStdString(key));
+        if (!value)
+            continue;
+        const std::string reason =
+            tarn::rig::applyRigSetting(config, key, value->trimmed().toStdString());
+        if (!reason.empty())
+            tarnLog("Settings: %s: %s\n", key.c_str(), reason.c_str());
+    }
+    return config;
+}
+
+void SettingsStore::setRigConfig(const tarn::rig::RigConfig& config) {
+    for (const auto& [key, value] : tarn::rig::rigSettings(config))
+        values.insert(QString::fromStdString(key), QString::fromStdString(value));
+}

@@ -12,6 +12,8 @@
 // before anything overwrites it; the values that could be read are kept.
 #pragma once
 
+#include "rig/RigConfig.h"
+
 #include <QString>
 #include <QVariant>
 #include <QVariantMap>
@@ -115,6 +117,12 @@ public:
     // this, dB (default -10).
     double scannerSnrDb() const;
     void setScannerSnrDb(double decibels);
+    // Radio control: "rigModel", "rigPort", "rigSpeed", "pttMethod",
+    // "pttPort", "pttLeadMs", "pttTailMs", "txWatchdogSeconds",
+    // "rigTimeoutMs", "preambleReversals". Absent or unreadable keys read as
+    // their defaults (no rig, VOX); the reason for a bad value is logged.
+    tarn::rig::RigConfig rigConfig() const;
+    void setRigConfig(const tarn::rig::RigConfig& config);
 
     // The first-run rule: a missing call sign gets "Please Edit" (and then
     // forceOutputToSpeaker false), each missing macro title and text its

@@ -1,6 +1,7 @@
 #include "settings/SettingsViewController.h"
 
 #include "settings/LoggingSettings.h"
+#include "settings/RadioSettings.h"
 #include "settings/SettingsStore.h"
 #include "ui_SettingsViewController.h"
 
@@ -56,6 +57,8 @@ SettingsViewController::SettingsViewController(SettingsStore& store,
     fillFields(devices);
     logging = new LoggingSettings(store, ui->scrollContents);
     ui->fieldsLayout->addWidget(logging, ui->fieldsLayout->rowCount(), 0, 1, -1);
+    radio = new RadioSettings(store, ui->scrollContents);
+    ui->fieldsLayout->addWidget(radio, ui->fieldsLayout->rowCount(), 0, 1, -1);
 }
 
 SettingsViewController::~SettingsViewController() = default;
@@ -132,6 +135,7 @@ void SettingsViewController::finish() {
     store.setRadioInputDevice(chosenDevice(ui->radioInputDevice));
     store.setRadioOutputDevice(chosenDevice(ui->radioOutputDevice));
     logging->save();
+    radio->save();
     store.synchronize();
     accept();
 }

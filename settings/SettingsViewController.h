@@ -17,6 +17,7 @@ class QComboBox;
 class QLineEdit;
 class QScrollArea;
 class LoggingSettings;
+class RadioSettings;
 class SettingsStore;
 
 namespace Ui {
@@ -46,6 +47,7 @@ public:
     QComboBox* radioInputDevice() const;
     QComboBox* radioOutputDevice() const;
     LoggingSettings* loggingSettings() const { return logging; }
+    RadioSettings* radioSettings() const { return radio; }
     // The field being edited, or nothing.
     QLineEdit* activeField() const { return _activeField; }
 
@@ -78,6 +80,7 @@ private:
     std::unique_ptr<Ui::SettingsViewController> ui;
     SettingsStore& store;
     LoggingSettings* logging = nullptr;
+    RadioSettings* radio = nullptr;
     QLineEdit* _activeField = nullptr;
     bool tablet;
     int keyboardInset = 0;    // pixels of room made for the keyboard

@@ -7,6 +7,7 @@
 #include "engine/PhaseDecider.h"
 #include "engine/SignalLevel.h"
 #include "engine/SymbolFilter.h"
+#include "engine/TarnData.h"
 #include "engine/TextRing.h"
 #include "varicode/varicode.h"
 
@@ -171,6 +172,36 @@ TEST(Modulator, IdleFramingShapingAndCarrier) {
     }
     for (const float x : e) {
         EXPECT_TRUE(x >= -0.4f && x <= 0.6f);
+    }
+}
+
+// The preamble adds idle reversals at the start and changes nothing else:
+// at 1500 Hz a symbol is 48 whole cycles, so after an even number of extra
+// reversals the message is the same waveform, N symbols later.
+TEST(Modulator, PreambleAddsIdleReversalsOnlyAtTheStart) {
+    TarnData data(tarn::kTabletSquelch);
+    const std::vector<float> plain = data.renderString(std::string_view("cq de n0call"));
+    EXPECT_EQ(plain, tarn::Modulator::render(std::string_view("cq de n0call"), 1500.0));
+
+    struct Case {
+        int asked, used;
+    };
+    for (const Case c : {Case{0, 0}, Case{2, 2}, Case{8, 8}, Case{300, 250}, Case{-3, 0}}) {
+        data.setPreambleReversals(c.asked);
+        EXPECT_EQ(data.preambleReversals(), c.used);
+        const std::vector<float> keyed = data.renderString(std::string_view("cq de n0call"));
+        const size_t extra = static_cast<size_t>(c.used) * 256;
+        ASSERT_EQ(keyed.size(), plain.size() + extra) << c.asked;
+        // The head: N + 8 shaped reversals, as an empty message starts.
+        const std::vector<float> idle =
+            tarn::Modulator::render(std::string_view(""), 1500.0, c.used);
+        EXPECT_TRUE(std::equal(keyed.begin(), keyed.begin() + static_cast<long>(extra + 8 * 256),
+                               idle.begin()))
+            << c.asked;
+        float worst = 0.0f;
+        for (size_t n = 0; n < plain.size(); ++n)
+            worst = std::max(worst, std::abs(keyed[n + extra] - plain[n]));
+        EXPECT_LT(worst, 1e-4f) << c.asked;
     }
 }
 
