@@ -108,9 +108,8 @@ int main(int argc, char* argv[]) {
     }
 
     SettingsStore store(parser.value(settingsOption));
-    AudioBackend audio(store, formFactor);
     TarnAppDelegate delegate;
-    TarnViewController console(audio.platform(), store, formFactor);
+    TarnViewController console(audioHostOptions(store), store, formFactor);
     delegate.setWindow(&console);
     delegate.applicationDidFinishLaunchingWithOptions();
     fitToScreen(console);
@@ -119,7 +118,6 @@ int main(int argc, char* argv[]) {
     QString playError;
     if (parser.isSet(playOption) && !console.playRecording(parser.value(playOption), &playError)) {
         std::fprintf(stderr, "tarn-psk31-console: %s\n", qPrintable(playError));
-        audio.shutdown();
         return 1;
     }
     if (parser.isSet(shotOption)) {
@@ -133,7 +131,5 @@ int main(int argc, char* argv[]) {
             QCoreApplication::quit();
         });
     }
-    const int status = application.exec();
-    audio.shutdown();
-    return status;
+    return application.exec();
 }

@@ -1,7 +1,7 @@
 // How the console comes to life and goes to sleep: set-up order, the lazy
 // engine, the display timer and GL context across background and foreground,
 // the toolbar titles and the way back from the settings screen.
-#include "audio/EngineAudio.h"
+#include "audio/AudioHost.h"
 #include "console/ConsoleWidgets.h"
 #include "console/RecordingPlayer.h"
 #include "console/SpectrumView.h"
@@ -56,7 +56,15 @@ TarnData* TarnViewController::theData() {
     if (!_theData) {
         _theData = std::make_unique<TarnData>(
             deviceFormFactor == FormFactor::tablet ? tarn::kTabletSquelch : tarn::kPhoneSquelch);
-        engineAudio = std::make_unique<tarnaudio::EngineAudio>(*player, *_theData);
+        TarnData* engine = _theData.get();
+        player = std::make_unique<RecordingPlayer>(
+            [engine](std::span<const float> block) { engine->processInputAudioSamples(block); });
+        if (audioOptions) {
+            RecordingPlayer* live = player.get();
+            audioHost = std::make_unique<tarnaudio::AudioHost>(
+                *audioOptions, [live](std::span<const float> block) { live->liveBlock(block); });
+            engine->setTransmitSink(audioHost.get());
+        }
     }
     return _theData.get();
 }

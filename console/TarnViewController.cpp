@@ -1,6 +1,6 @@
 // The main screen's construction, outlets and input events.
 #include "console/TarnViewController.h"
-#include "audio/EngineAudio.h"
+#include "audio/AudioHost.h"
 
 #include "console/ConsoleWidgets.h"
 #include "console/RecordingPlayer.h"
@@ -27,11 +27,12 @@ namespace {
 constexpr double kSwipeDistance = 48.0;
 } // namespace
 
-TarnViewController::TarnViewController(AudioPlatform& platform, SettingsStore& store,
-                                       FormFactor formFactor, QWidget* parent)
-    : QMainWindow(parent), ui(std::make_unique<Ui::TarnViewController>()), platform(platform),
-      store(store), deviceFormFactor(formFactor),
-      player(std::make_unique<RecordingPlayer>(platform, static_cast<int>(formFactor))) {
+TarnViewController::TarnViewController(std::optional<tarnaudio::AudioHostOptions> audio,
+                                       SettingsStore& store, FormFactor formFactor,
+                                       QWidget* parent)
+    : QMainWindow(parent), ui(std::make_unique<Ui::TarnViewController>()),
+      audioOptions(audio ? std::make_unique<tarnaudio::AudioHostOptions>(*audio) : nullptr),
+      store(store), deviceFormFactor(formFactor) {
     ui->setupUi(this);
     ui->frequencyAdjustControl->setSegments({"−1", "−0.1", "+0.1", "+1"});
     ui->frequencyAdjustControl->setToolTip(tr("Fine tuning in Hz (switches AFC off)"));
@@ -44,9 +45,9 @@ TarnViewController::TarnViewController(AudioPlatform& platform, SettingsStore& s
 }
 
 TarnViewController::~TarnViewController() {
-    // Samples stop arriving from a recording before the engine goes.
-    player->stop();
-    engineAudio.reset();
+    // Samples stop arriving before the engine goes.
+    audioHost.reset();
+    player.reset();
 }
 
 void TarnViewController::connectControls() {

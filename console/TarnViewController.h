@@ -23,6 +23,7 @@
 // properties, drainTextBuffer and spectrumLevel.
 #pragma once
 
+#include "audio/AudioHost.h"
 #include "engine/TarnData.h"
 #include "settings/SettingsDelegate.h"
 
@@ -36,12 +37,9 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <optional>
 #include <span>
 
-class AudioPlatform;
-namespace tarnaudio {
-class EngineAudio;
-}
 class QAction;
 class QCheckBox;
 class QDialog;
@@ -68,10 +66,11 @@ class TarnViewController : public QMainWindow, public SettingsDelegate {
     Q_OBJECT
 
 public:
-    // `platform` is the audio system the engine is built on (it must outlive
-    // the console); `store` holds the operator's settings. The view is set up
-    // (viewDidLoad) by the constructor.
-    TarnViewController(AudioPlatform& platform, SettingsStore& store,
+    // `audio` says which sound devices the engine's audio host opens; none
+    // (std::nullopt) runs without sound, as the tests do.
+    // `store` holds the operator's settings. The view is set up (viewDidLoad)
+    // by the constructor.
+    TarnViewController(std::optional<tarnaudio::AudioHostOptions> audio, SettingsStore& store,
                        FormFactor formFactor = FormFactor::tablet, QWidget* parent = nullptr);
     ~TarnViewController() override;
 
@@ -198,15 +197,16 @@ private:
     void refreshPlayerStatus();
 
     std::unique_ptr<Ui::TarnViewController> ui;
-    AudioPlatform& platform;
+    std::unique_ptr<tarnaudio::AudioHostOptions> audioOptions; // none: no sound
     SettingsStore& store;
     FormFactor deviceFormFactor;
-    // The engine is built on the player: declared first, the player outlives it.
-    std::unique_ptr<RecordingPlayer> player;
     std::unique_ptr<TarnData> _theData;
+    // Input blocks reach the engine through the player; declared after the
+    // engine, so they stop before it goes.
+    std::unique_ptr<RecordingPlayer> player;
     SpectrumRowSource spectrumRowSource;
-    // Connects the engine to the player; declared after it, so it goes first.
-    std::unique_ptr<tarnaudio::EngineAudio> engineAudio;
+    // The sound devices: live blocks to the player, the engine's output.
+    std::unique_ptr<tarnaudio::AudioHost> audioHost;
     QPointer<SpectrumView> spectrumView;
     QLabel* txLabel = nullptr;
     QAction* playAction = nullptr;

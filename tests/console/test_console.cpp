@@ -246,8 +246,7 @@ private slots:
             store.synchronize();
         }
         SettingsStore store(path);
-        NullAudioPlatform platform;
-        TarnViewController console(platform, store);
+        TarnViewController console(std::nullopt, store);
         QCOMPARE(store.stringForKey("callsign"), text("AB1CD"));
         QVERIFY(!store.stringForKey("forceOutputToSpeaker")); // only on a first run
         QCOMPARE(store.stringForKey("b1Text"), text(""));
@@ -267,8 +266,7 @@ private slots:
         SettingsStore damaged(path);
         QVERIFY(QString::fromStdString(log.text()).contains("is damaged"));
         QVERIFY(QFile::exists(path + ".damaged"));
-        NullAudioPlatform platform;
-        TarnViewController onDamaged(platform, damaged);
+        TarnViewController onDamaged(std::nullopt, damaged);
         QCOMPARE(damaged.stringForKey("callsign"), text("AB1CD"));
         QCOMPARE(onDamaged.macroButton(1)->text(), QString("CQ"));
         QVERIFY(damaged.synchronize());
@@ -278,7 +276,7 @@ private slots:
         QVERIFY(blocker.open(QIODevice::WriteOnly));
         blocker.close();
         SettingsStore unwritable(fixture->directory.filePath("blocker/x.ini"));
-        TarnViewController onUnwritable(platform, unwritable);
+        TarnViewController onUnwritable(std::nullopt, unwritable);
         QVERIFY(QString::fromStdString(log.text()).contains("Cannot write settings file"));
         // The running program keeps the defaults it was given.
         QCOMPARE(unwritable.stringForKey("callsign"), text("Please Edit"));
