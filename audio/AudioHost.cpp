@@ -3,6 +3,7 @@
 #include "audio/AudioDevices.h"
 #include "log/TarnLog.h"
 
+#include <pa_linux_alsa.h>
 #include <portaudio.h>
 
 #include <algorithm>
@@ -253,6 +254,12 @@ int AudioHost::openPlayback(int device) {
     }
     const PaStreamInfo* streamInfo = Pa_GetStreamInfo(made->stream);
     made->latency = streamInfo != nullptr ? streamInfo->outputLatency : options.outputLatency;
+    // On ALSA the callback thread asks for real-time scheduling (granted
+    // where the system allows it): a busy machine then delays it less.
+    const PaHostApiInfo* api = Pa_GetHostApiInfo(info->hostApi);
+    if (api != nullptr && api->type == paALSA) {
+        PaAlsa_EnableRealtimeScheduling(made->stream, 1);
+    }
     status = Pa_StartStream(made->stream);
     if (status != paNoError) {
         Pa_CloseStream(made->stream);
