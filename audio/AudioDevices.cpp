@@ -6,6 +6,7 @@
 #include <jack/jack.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 
 namespace tarnaudio {
@@ -24,13 +25,21 @@ extern "C" void ignoreAlsaError(const char*, int, const char*, int, const char*,
 // Likewise the JACK client library, which reports an absent JACK server.
 extern "C" void ignoreJackMessage(const char*) {}
 
+// PortAudio sessions open in this process (PortAudio counts them too, but
+// does not tell).
+std::atomic<int> openSessions{0};
+
 } // namespace
 
 int initializePortAudioQuietly() {
     snd_lib_error_set_handler(ignoreAlsaError);
     jack_set_error_function(ignoreJackMessage);
     jack_set_info_function(ignoreJackMessage);
-    return Pa_Initialize();
+    const int status = Pa_Initialize();
+    if (status == paNoError) {
+        ++openSessions;
+    }
+    return status;
 }
 
 std::vector<DeviceInfo> listDevices() {
@@ -82,7 +91,16 @@ PortAudioSession::PortAudioSession() : error(initializePortAudioQuietly()) {}
 
 PortAudioSession::~PortAudioSession() {
     if (error == paNoError) {
-        Pa_Terminate();
+        terminatePortAudio();
+    }
+}
+
+void terminatePortAudio() {
+    Pa_Terminate();
+    // ALSA keeps its parsed configuration for the next open. When the last
+    // of this process's PortAudio sessions ends, it goes too.
+    if (openSessions.fetch_sub(1) == 1) {
+        snd_config_update_free_global();
     }
 }
 

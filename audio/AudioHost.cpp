@@ -122,7 +122,7 @@ void AudioHost::shutdown() {
     closeStreams();
     reportGlitches();
     if (portAudioOpen) {
-        Pa_Terminate();
+        terminatePortAudio();
         portAudioOpen = false;
     }
 }
@@ -469,7 +469,7 @@ void AudioHost::run() {
         closeStreams();
         capture.reset();
         if (portAudioOpen) {
-            Pa_Terminate();
+            terminatePortAudio();
             portAudioOpen = false;
         }
         if (initializePortAudioQuietly() != paNoError) {

@@ -10,6 +10,7 @@
 #include "tools/Interrupt.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -157,7 +158,9 @@ int sendCommand(int argc, char** argv) {
     auto engine = std::make_unique<TarnData>(tarn::kTabletSquelch);
     engine->setFrequency(frequency);
     engine->setForceOutputToSpeaker(speaker);
+    if (const char* l = std::getenv("TARN_EXPERIMENT_LATENCY")) audio.outputLatency = std::atof(l);
     tarnaudio::AudioHost host(audio, {});
+    if (std::getenv("TARN_EXPERIMENT_LATENCY")) std::fprintf(stderr, "latency %.1f ms\n", host.outputLatency()*1e3);
     // With a rig, the sequencer keys PTT around the transmission and hands
     // the audio to the host; without one the host plays it directly.
     std::unique_ptr<tarn::rig::RigConnection> connection;

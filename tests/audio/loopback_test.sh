@@ -22,10 +22,6 @@ fi
 # Under ThreadSanitizer: the sound server's client libraries are not
 # instrumented (see the file).
 export TSAN_OPTIONS="${TSAN_OPTIONS:+$TSAN_OPTIONS:}suppressions=$(cd "$(dirname "$0")" && pwd)/tsan_sound_libraries.supp"
-# Under AddressSanitizer: no leak report at exit. The sound libraries are
-# unloaded by then, so their own leftovers cannot be told apart, and the
-# engine keeps every rendered message by design.
-export ASAN_OPTIONS="${ASAN_OPTIONS:+$ASAN_OPTIONS:}detect_leaks=0"
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-loopback.XXXXXX")
 listen_pid=""
