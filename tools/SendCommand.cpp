@@ -10,7 +10,6 @@
 #include "tools/Interrupt.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
@@ -158,15 +157,26 @@ int sendCommand(int argc, char** argv) {
     auto engine = std::make_unique<TarnData>(tarn::kTabletSquelch);
     engine->setFrequency(frequency);
     engine->setForceOutputToSpeaker(speaker);
-    if (const char* l = std::getenv("TARN_EXPERIMENT_LATENCY")) audio.outputLatency = std::atof(l);
     tarnaudio::AudioHost host(audio, {});
-    if (std::getenv("TARN_EXPERIMENT_LATENCY")) std::fprintf(stderr, "latency %.1f ms\n", host.outputLatency()*1e3);
     // With a rig, the sequencer keys PTT around the transmission and hands
     // the audio to the host; without one the host plays it directly.
     std::unique_ptr<tarn::rig::RigConnection> connection;
     std::unique_ptr<tarn::rig::TransmitSequencer> sequencer;
     if (tarn::rig::usesHamlib(rig)) {
         connection = std::make_unique<tarn::rig::RigConnection>(rig);
+        // Nothing goes on the air unless the rig answers first.
+        const auto deadline = std::chrono::steady_clock::now() + rig.timeout;
+        tarn::rig::RigStatus status = connection->status();
+        while (!status.connected && status.error.empty() &&
+               std::chrono::steady_clock::now() < deadline) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            status = connection->status();
+        }
+        if (!status.connected) {
+            reportError(command, "cannot reach the rig on " + quoted(rig.port) + ": " +
+                                     (status.error.empty() ? "no answer" : status.error));
+            return kExitFailure;
+        }
         sequencer = std::make_unique<tarn::rig::TransmitSequencer>(
             *connection, host,
             tarn::rig::SequenceTiming{rig.leadDelay, rig.tailDelay, rig.watchdog});
