@@ -51,9 +51,12 @@ struct AudioHostOptions {
     double deviceRate = 0.0;
     bool input = true;  // open a capture stream
     bool output = true; // open a playback stream
-    // Output latency asked of the host, seconds. Shorter than the PTT lead
-    // delay (50 ms by default), so the first sample can be placed exactly.
-    double outputLatency = 0.03;
+    // Output latency asked of the host, seconds: shorter than the PTT lead
+    // delay (50 ms by default), so that the first sample can be placed
+    // exactly, and long enough that a busy machine leaves no gap (on a
+    // PulseAudio server under load, 30 ms had gaps now and then, 40 to
+    // 70 ms none, and 100 ms, oddly, a gap in every period).
+    double outputLatency = 0.04;
 };
 
 class AudioHost final : public tarn::rig::PlayoutSink {

@@ -8,6 +8,7 @@
 #include "tools/CommandLine.h"
 #include "tools/DecodeRun.h"
 #include "tools/Interrupt.h"
+#include "tools/ListenScan.h"
 
 #include <chrono>
 #include <cstdio>
@@ -36,9 +37,11 @@ void printListenHelp(std::FILE* out) {
                  "%s"
                  "  -h, --help           show this help\n"
                  "The time of --retune-at counts from the start of listening.\n"
+                 "band scanner:\n"
+                 "%s"
                  "radio control (the RF frequency is shown when the rig reports its dial):\n"
                  "%s",
-                 kReceiveOptionsHelp, tarn::rig::rigOptionsHelp());
+                 kReceiveOptionsHelp, kLiveScanOptionsHelp, tarn::rig::rigOptionsHelp());
 }
 
 } // namespace
@@ -49,6 +52,7 @@ int listenCommand(int argc, char** argv) {
     tarnaudio::AudioHostOptions audio;
     audio.output = false; // listen never sends: no playback stream at all
     tarn::rig::RigConfig rig;
+    LiveScanOptions scan;
     ArgumentReader arguments(argc, argv);
     while (arguments.next()) {
         const std::string& name = arguments.option();
@@ -58,6 +62,12 @@ int listenCommand(int argc, char** argv) {
         }
         if (name.empty()) {
             return reportUsageError(command, "unexpected argument " + quoted(arguments.text()));
+        }
+        if (const std::optional<int> status = takeLiveScanOption(arguments, scan, command)) {
+            if (*status != kExitOk) {
+                return *status;
+            }
+            continue;
         }
         if (tarn::rig::isRigOption(name)) {
             const std::optional<std::string> value = arguments.value();
@@ -104,6 +114,9 @@ int listenCommand(int argc, char** argv) {
     std::unique_ptr<tarn::rig::RigConnection> connection;
     if (tarn::rig::usesHamlib(rig)) {
         connection = std::make_unique<tarn::rig::RigConnection>(rig);
+    }
+    if (scan.enabled) {
+        return runLiveScan(audio, scan, connection.get(), command);
     }
 
     DecodeSession session(options);
