@@ -171,6 +171,20 @@ kill -INT "$listen_pid"
 wait "$listen_pid"
 listen_pid=""
 
+# --- The band scanner on live input ----------------------------------------
+start_listen --scan --format jsonl
+"$program" send --text $'        TARN3 DE TARN4 KN\n' < /dev/null 2> "$work/send.err" ||
+    fail "send to the scanner: $(cat "$work/send.err")"
+keep_log "$work/send.err"
+kill -INT "$listen_pid"
+wait "$listen_pid"
+listen_pid=""
+# The pieces of text, joined: the message as sent.
+scanned=$(sed -n 's/.*"freq": 1[45][0-9][0-9]\.[0-9].*"text": "\(.*\)"}$/\1/p' "$work/listen.out" |
+    tr -d '\n')
+[[ "$scanned" == *"TARN3 DE TARN4 KN"* ]] ||
+    fail "the live scanner did not decode the message; got: $(head -c 600 "$work/listen.out")"
+
 # --- No sound server at all: a clear message and status 2 -----------------
 stop_process "$private_pulse_pid"
 private_pulse_pid=""
