@@ -6,7 +6,6 @@
 #include <jack/jack.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cctype>
 
 namespace tarnaudio {
@@ -25,21 +24,13 @@ extern "C" void ignoreAlsaError(const char*, int, const char*, int, const char*,
 // Likewise the JACK client library, which reports an absent JACK server.
 extern "C" void ignoreJackMessage(const char*) {}
 
-// PortAudio sessions open in this process (PortAudio counts them too, but
-// does not tell).
-std::atomic<int> openSessions{0};
-
 } // namespace
 
 int initializePortAudioQuietly() {
     snd_lib_error_set_handler(ignoreAlsaError);
     jack_set_error_function(ignoreJackMessage);
     jack_set_info_function(ignoreJackMessage);
-    const int status = Pa_Initialize();
-    if (status == paNoError) {
-        ++openSessions;
-    }
-    return status;
+    return Pa_Initialize();
 }
 
 std::vector<DeviceInfo> listDevices() {
@@ -97,11 +88,6 @@ PortAudioSession::~PortAudioSession() {
 
 void terminatePortAudio() {
     Pa_Terminate();
-    // ALSA keeps its parsed configuration for the next open. When the last
-    // of this process's PortAudio sessions ends, it goes too.
-    if (openSessions.fetch_sub(1) == 1) {
-        snd_config_update_free_global();
-    }
 }
 
 } // namespace tarnaudio

@@ -165,7 +165,9 @@ int runLiveScan(const tarnaudio::AudioHostOptions& audio, const LiveScanOptions&
                                          "device?); 'tarn-psk31 devices' lists the inputs");
     }
     const InterruptGuard interruptGuard;
-    std::fprintf(stderr, "tarn-psk31 listen: scanning %s from %.0f to %.0f Hz; Ctrl-C stops\n",
+    std::fprintf(stderr,
+                 "tarn-psk31 listen: listening to %s for every station from %.0f to %.0f Hz; "
+                 "Ctrl-C stops\n",
                  quoted(host.inputDeviceName()).c_str(), options.config.lowHz,
                  options.config.highHz);
     while (InterruptGuard::received() == 0) {

@@ -27,6 +27,7 @@ done
 export TSAN_OPTIONS="${TSAN_OPTIONS:+$TSAN_OPTIONS:}suppressions=$(cd "$(dirname "$0")" && pwd)/tsan_sound_libraries.supp"
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-desktop.XXXXXX")
+suppress_library_leftovers "$work"
 listen_pid=""
 record_pid=""
 

@@ -24,6 +24,7 @@ fi
 export TSAN_OPTIONS="${TSAN_OPTIONS:+$TSAN_OPTIONS:}suppressions=$(cd "$(dirname "$0")" && pwd)/tsan_sound_libraries.supp"
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-loopback.XXXXXX")
+suppress_library_leftovers "$work"
 listen_pid=""
 send_pid=""
 

@@ -23,6 +23,7 @@ done
 export TSAN_OPTIONS="${TSAN_OPTIONS:+$TSAN_OPTIONS:}suppressions=$(cd "$(dirname "$0")" && pwd)/tsan_sound_libraries.supp"
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-rig.XXXXXX")
+suppress_library_leftovers "$work"
 rigctld_pid=""
 send_pid=""
 cleanup() {

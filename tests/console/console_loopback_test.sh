@@ -21,6 +21,7 @@ fi
 . "$(dirname "$0")/../support/private_pulse.sh"
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-console-loopback.XXXXXX")
+suppress_library_leftovers "$work"
 listen_pid=""
 
 cleanup() {
