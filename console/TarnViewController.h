@@ -37,7 +37,6 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <optional>
 #include <span>
 
 class QAction;
