@@ -139,14 +139,13 @@ int main(int argc, char* argv[]) {
         FirstRunDialog firstRun(store, listAudioDevices());
         firstRun.exec();
     }
-    AudioBackend audio(store, formFactor);
     TarnAppDelegate shell;
     // SIGINT, SIGTERM and exit() release a keyed transmitter; after a signal
     // the console closes in order, as when its window is closed.
     tarn::rig::EmergencyRelease::install([](int) {
         QMetaObject::invokeMethod(qApp, &QCoreApplication::quit, Qt::QueuedConnection);
     });
-    TarnViewController console(audio.platform(), store, formFactor);
+    TarnViewController console(audioHostOptions(store), store, formFactor);
     console.setAudioDeviceSource(listAudioDevices);
     shell.setWindow(&console);
     fitToScreen(console);
@@ -155,7 +154,6 @@ int main(int argc, char* argv[]) {
     QString playError;
     if (parser.isSet(playOption) && !console.playRecording(parser.value(playOption), &playError)) {
         std::fprintf(stderr, "tarn-psk31-console: %s\n", qPrintable(playError));
-        audio.shutdown();
         return 1;
     }
     if (parser.isSet(shotOption)) {
@@ -169,7 +167,5 @@ int main(int argc, char* argv[]) {
             QCoreApplication::quit();
         });
     }
-    const int status = application.exec();
-    audio.shutdown();
-    return status;
+    return application.exec();
 }

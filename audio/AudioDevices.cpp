@@ -82,8 +82,12 @@ PortAudioSession::PortAudioSession() : error(initializePortAudioQuietly()) {}
 
 PortAudioSession::~PortAudioSession() {
     if (error == paNoError) {
-        Pa_Terminate();
+        terminatePortAudio();
     }
+}
+
+void terminatePortAudio() {
+    Pa_Terminate();
 }
 
 } // namespace tarnaudio

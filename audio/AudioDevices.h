@@ -57,5 +57,7 @@ private:
 // Pa_Initialize with the audio libraries' own complaints about absent
 // sound servers and cards kept off the terminal.
 int initializePortAudioQuietly();
+// Ends a session that initializePortAudioQuietly opened.
+void terminatePortAudio();
 
 } // namespace tarnaudio

@@ -1,15 +1,22 @@
-// Costs on the live audio paths: one 2000-sample input buffer through the
-// input queue (block assembly, optional rate conversion, the whole receive
-// chain), and one call of the output render callback.
+// Costs on the audio host's live paths:
+// - the capture callback's share of one 250 ms block (first channel, rate
+//   conversion, into the ring), at 8000 and 48000 Hz stereo;
+// - one block taken from the ring and run through the whole receive chain
+//   on the host's thread (with range(1): after a retune, which replays the
+//   8 s history first: the slowest block there is, which the 2 s ring must
+//   absorb);
+// - one output callback of 10 ms, at 8000 Hz and at 48000 Hz stereo with
+//   the rate conversion.
 //
 // The counter "budget_percent" is the share of real time used: CPU time per
-// buffer over the 250 ms the buffer lasts (per render call: over its 32 ms).
-#include "audio/InputQueue.h"
+// call over the audio it covers.
+#include "audio/InputBlocks.h"
+#include "audio/Playout.h"
 #include "engine/TarnData.h"
 
 #include <benchmark/benchmark.h>
 
-#include <algorithm>
+#include <array>
 #include <cmath>
 #include <memory>
 #include <random>
@@ -18,7 +25,7 @@
 
 namespace {
 
-// A PSK31 message at 1500 Hz in light noise, 8000 Hz, looping forever.
+// A PSK31 message at 1500 Hz in light noise, 8000 Hz.
 std::vector<float> receiverAudio(TarnData& engine) {
     std::vector<float> audio = engine.renderString(std::string_view("CQ CQ CQ DE TARN1 TARN1 K\n"));
     std::mt19937 random(1);
@@ -29,86 +36,86 @@ std::vector<float> receiverAudio(TarnData& engine) {
     return audio;
 }
 
-struct Feed {
-    TarnData* engine;
-    tarnaudio::InputQueue* queue;
-    static void deliver(void* context, AudioHandle, AudioHandle buffer, const float* samples,
-                        uint32_t byteSize) {
-        Feed* self = static_cast<Feed*>(context);
-        self->engine->processInputAudioSamples(std::span<const float>(samples, byteSize / 4));
-        self->queue->enqueue(buffer);
-    }
-};
+benchmark::Counter budget(benchmark::State& state, double secondsPerCall) {
+    // CPU seconds over (calls x covered seconds / 100): percent of real time.
+    return benchmark::Counter(static_cast<double>(state.iterations()) * secondsPerCall / 100.0,
+                              benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+}
 
-// One engine buffer of 2000 samples (250 ms) from a device at `rate` Hz.
-// With range(1) set, every buffer begins with a replay of the 8 s history, as
-// the first buffer after a retune does: the slowest buffer there is, which
-// the capture stream's host buffering (0.5 s) must absorb.
-void BM_InputBuffer(benchmark::State& state) {
+// The capture callback's work for one block's worth of stereo device frames.
+void BM_CaptureCallback(benchmark::State& state) {
     const double rate = static_cast<double>(state.range(0));
-    const bool replay = state.range(1) != 0;
+    const size_t frames = static_cast<size_t>(std::lround(rate / 4));
+    std::vector<float> device(2 * frames);
+    std::mt19937 random(2);
+    std::normal_distribution<float> noise(0.0f, 0.1f);
+    for (float& x : device) {
+        x = noise(random);
+    }
+    tarnaudio::InputBlocks blocks(rate);
+    std::array<float, tarnaudio::kBlockSamples> block{};
+    for (auto _ : state) {
+        blocks.write(device.data(), frames, 2);
+        state.PauseTiming();
+        while (blocks.takeBlock(block)) {
+        }
+        state.ResumeTiming();
+    }
+    state.counters["budget_percent"] = budget(state, 0.25);
+}
+BENCHMARK(BM_CaptureCallback)->Arg(8000)->Arg(48000)->Unit(benchmark::kMicrosecond);
+
+// One block from the ring through the receive chain (the host's thread).
+void BM_InputBlock(benchmark::State& state) {
+    const bool replay = state.range(0) != 0;
     auto engine = std::make_unique<TarnData>(tarn::kTabletSquelch);
-    const std::vector<float> audio8k = receiverAudio(*engine);
-    // The device's view of the same audio (zero-order hold is enough for a
-    // cost figure; the converter's work does not depend on the content).
-    const size_t perBuffer = static_cast<size_t>(std::lround(rate / 4));
-    std::vector<float> device(audio8k.size() * static_cast<size_t>(rate) / 8000);
-    for (size_t i = 0; i < device.size(); ++i) {
-        device[i] = audio8k[i * 8000 / static_cast<size_t>(rate)];
-    }
-    Feed feed{engine.get(), nullptr};
-    tarnaudio::InputQueue queue(Feed::deliver, &feed);
-    feed.queue = &queue;
-    for (int i = 0; i < 8; ++i) {
-        AudioHandle buffer = nullptr;
-        queue.allocateBuffer(8000, &buffer);
-        queue.enqueue(buffer);
-    }
-    queue.prepareConversion(rate);
+    const std::vector<float> audio = receiverAudio(*engine);
+    tarnaudio::InputBlocks blocks(8000.0);
+    std::array<float, tarnaudio::kBlockSamples> block{};
     size_t at = 0;
     for (auto _ : state) {
-        if (at + perBuffer > device.size()) {
+        state.PauseTiming();
+        if (at + block.size() > audio.size()) {
             at = 0;
         }
+        blocks.write(audio.data() + at, block.size(), 1);
+        at += block.size();
         if (replay) {
             engine->setFrequency(engine->frequency()); // a retune: replay first
         }
-        queue.deliverDeviceSamples(device.data() + at, perBuffer, 1);
-        at += perBuffer;
+        state.ResumeTiming();
+        blocks.takeBlock(block);
+        engine->processInputAudioSamples(block);
     }
-    // CPU seconds over (buffers x 0.25 s / 100): percent of real time.
-    state.counters["budget_percent"] =
-        benchmark::Counter(static_cast<double>(state.iterations()) * 0.25 / 100.0,
-                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    state.counters["budget_percent"] = budget(state, 0.25);
 }
-BENCHMARK(BM_InputBuffer)
-    ->Args({8000, 0})
-    ->Args({48000, 0})
-    ->Args({8000, 1})
-    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_InputBlock)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond);
 
-// One render call of 256 frames (32 ms), as the output stream asks for them.
-void BM_OutputRenderCall(benchmark::State& state) {
+// One output callback of 10 ms of stereo frames while a message plays.
+void BM_OutputCallback(benchmark::State& state) {
+    const double rate = static_cast<double>(state.range(0));
+    const size_t frames = static_cast<size_t>(std::lround(rate / 100));
     TarnData engine(tarn::kTabletSquelch);
     const std::vector<float> message =
         engine.renderString(std::string_view("CQ CQ CQ DE TARN1 TARN1 K\n"));
     auto sending = std::make_shared<std::atomic<bool>>(true);
-    auto transmission = std::make_unique<tarn::Transmission>(message, sending);
-    std::vector<float> left(256), right(256);
+    tarnaudio::Playout playout;
+    playout.prepare(rate);
+    playout.start(std::make_unique<tarn::Transmission>(message, sending), 0);
+    std::vector<float> out(2 * frames);
+    int64_t dac = 0;
     for (auto _ : state) {
-        if (transmission->exhausted()) {
+        if (playout.playedOutNs()) {
             state.PauseTiming();
-            transmission = std::make_unique<tarn::Transmission>(message, sending);
+            playout.start(std::make_unique<tarn::Transmission>(message, sending), 0);
             state.ResumeTiming();
         }
-        transmission->render(left);
-        std::fill(right.begin(), right.end(), 0.0f);
-        benchmark::DoNotOptimize(left.data());
+        playout.render(out.data(), frames, 2, dac, false);
+        dac += 10'000'000;
+        benchmark::DoNotOptimize(out.data());
     }
-    state.counters["budget_percent"] =
-        benchmark::Counter(static_cast<double>(state.iterations()) * 0.032 / 100.0,
-                           benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    state.counters["budget_percent"] = budget(state, 0.01);
 }
-BENCHMARK(BM_OutputRenderCall)->Unit(benchmark::kNanosecond);
+BENCHMARK(BM_OutputCallback)->Arg(8000)->Arg(48000)->Unit(benchmark::kMicrosecond);
 
 } // namespace

@@ -1,7 +1,6 @@
 // The console's refresh tick with its drawing, through whatever GL the
 // display offers (software GL under Xvfb):
 //   xvfb-run -a -s "-screen 0 1280x800x24" build/release/bench/bench_console
-#include "audio/AudioPlatform.h"
 #include "console/SpectrumView.h"
 #include "console/TarnViewController.h"
 #include "settings/SettingsStore.h"
@@ -31,7 +30,7 @@ QApplication& application() {
 // A console window of 1280x800 whose display is tall enough for all 512
 // waterfall rows, with every row holding a noisy level and two signals.
 struct ShownConsole {
-    ShownConsole() : store(directory.filePath("settings.ini")), console(platform, store) {
+    ShownConsole() : store(directory.filePath("settings.ini")), console(std::nullopt, store) {
         console.resize(1280, 800);
         console.show();
         exposed = QTest::qWaitForWindowExposed(&console);
@@ -59,7 +58,6 @@ struct ShownConsole {
     }
 
     QTemporaryDir directory;
-    NullAudioPlatform platform;
     SettingsStore store;
     TarnViewController console;
     bool exposed = false; // false: no display to measure on
@@ -105,9 +103,8 @@ void BM_StartToFirstDrawnRow(benchmark::State& state) {
         QElapsedTimer clock;
         clock.start();
         QTemporaryDir directory;
-        NullAudioPlatform platform;
-        SettingsStore store(directory.filePath("settings.ini"));
-        TarnViewController console(platform, store);
+            SettingsStore store(directory.filePath("settings.ini"));
+        TarnViewController console(std::nullopt, store);
         console.resize(1280, 800);
         console.show();
         if (!QTest::qWaitForWindowExposed(&console)) {

@@ -17,7 +17,7 @@
 // that lock (only it ever replaces the scanner).
 #pragma once
 
-#include "audio/EngineAudio.h"
+#include "audio/InputConsumer.h"
 #include "console/ChannelMarkers.h"
 #include "scanner/Scanner.h"
 

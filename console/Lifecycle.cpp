@@ -1,7 +1,8 @@
 // How the console comes to life and goes to sleep: set-up order, the lazy
 // engine, the display timer and GL context across background and foreground,
 // the toolbar titles and the way back from the settings screen.
-#include "audio/EngineAudio.h"
+#include "audio/AudioHost.h"
+#include "audio/InputConsumer.h"
 #include "console/ConsoleWidgets.h"
 #include "console/RecordingPlayer.h"
 #include "console/SpectrumView.h"
@@ -58,14 +59,25 @@ TarnData* TarnViewController::theData() {
     if (!_theData) {
         _theData = std::make_unique<TarnData>(
             deviceFormFactor == FormFactor::tablet ? tarn::kTabletSquelch : tarn::kPhoneSquelch);
-        engineAudio = std::make_unique<tarnaudio::EngineAudio>(*player, *_theData);
+        TarnData* engine = _theData.get();
+        player = std::make_unique<RecordingPlayer>([this, engine](std::span<const float> block) {
+            engine->processInputAudioSamples(block);
+            if (tarnaudio::InputConsumer* consumer = inputConsumer.load(std::memory_order_acquire)) {
+                consumer->feed(block);
+            }
+        });
+        if (audioOptions) {
+            RecordingPlayer* live = player.get();
+            audioHost = std::make_unique<tarnaudio::AudioHost>(
+                *audioOptions, [live](std::span<const float> block) { live->liveBlock(block); });
+            engine->setTransmitSink(audioHost.get());
+        }
     }
     return _theData.get();
 }
 
 void TarnViewController::setInputConsumer(tarnaudio::InputConsumer* consumer) {
-    theData(); // the audio connection comes with the engine
-    engineAudio->setInputConsumer(consumer);
+    inputConsumer.store(consumer, std::memory_order_release);
 }
 
 void TarnViewController::initializeConsole() {

@@ -1,18 +1,19 @@
-// Feeds an audio file into the receiver as if it came from the radio.
+// Feeds an audio file into the receiver as if it came from the radio: one
+// more source of input blocks for the same consumer as the audio host's.
 //
-// RecordingPlayer stands between the engine and the machine's audio
-// platform: everything passes through to the real platform, except that the
-// engine's input callback is captured. While a recording plays, a player
-// thread delivers the file in 2000-sample blocks (250 ms) every 250 ms
-// through that same callback, and live input blocks are handed straight
-// back to their queue unused. The player thread only moves samples.
+// While a recording plays, a player thread delivers the file in
+// 2000-sample blocks (250 ms at 8000 Hz) every 250 ms, and the live blocks
+// that the audio host offers through liveBlock() are dropped. Otherwise the
+// live blocks pass straight through. The player thread only reads the file
+// and moves samples.
 #pragma once
 
-#include "audio/AudioPlatform.h"
-
 #include <atomic>
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <mutex>
+#include <span>
 #include <string>
 #include <thread>
 
@@ -20,11 +21,16 @@ namespace audiofile {
 class AudioFileReader;
 }
 
-class RecordingPlayer final : public AudioPlatform {
+class RecordingPlayer final {
 public:
-    // `idiom` is the form factor reported to the engine (1 tablet, 0 phone).
-    RecordingPlayer(AudioPlatform& platform, int idiom);
-    ~RecordingPlayer() override;
+    using BlockConsumer = std::function<void(std::span<const float>)>;
+
+    // `receiver` gets every block, live or played; it must outlive the
+    // player (the destructor stops the player thread).
+    explicit RecordingPlayer(BlockConsumer receiver);
+    ~RecordingPlayer();
+    RecordingPlayer(const RecordingPlayer&) = delete;
+    RecordingPlayer& operator=(const RecordingPlayer&) = delete;
 
     // Starts playing `path` (any rate and channel count libsndfile reads; the
     // first channel). Stops a recording already playing. Returns an empty
@@ -37,43 +43,14 @@ public:
     // Fraction of the current recording delivered, 0.0 .. 1.0.
     double progress() const { return fraction.load(std::memory_order_relaxed); }
 
-    std::optional<int> userInterfaceIdiom() override { return idiom; }
-    int32_t sessionInitialize(InterruptionListener listener, void* context) override;
-    int32_t sessionSetCategoryPlayAndRecord() override;
-    int32_t sessionSetDefaultToSpeaker(uint32_t enable) override;
-    int32_t sessionOverrideRouteToSpeaker(bool speaker) override;
-    int32_t sessionSetActive(bool active) override;
-    int32_t queueNewInput(const AudioStreamFormat& format, InputCallback callback, void* context,
-                          AudioHandle* queue) override;
-    int32_t queueAllocateBuffer(AudioHandle queue, uint32_t byteSize, AudioHandle* buffer) override;
-    int32_t queueEnqueueBuffer(AudioHandle queue, AudioHandle buffer) override;
-    int32_t queueStart(AudioHandle queue) override;
-    bool outputFindComponent() override;
-    int32_t outputInstanceNew(AudioHandle* unit) override;
-    int32_t outputEnableIO(AudioHandle unit, uint32_t scope, uint32_t element,
-                           uint32_t enable) override;
-    int32_t outputSetRenderCallback(AudioHandle unit, RenderCallback callback,
-                                    void* context) override;
-    int32_t outputSetStreamFormat(AudioHandle unit, const AudioStreamFormat& format) override;
-    int32_t outputInitialize(AudioHandle unit) override;
-    int32_t outputStart(AudioHandle unit) override;
-    int32_t outputStop(AudioHandle unit) override;
+    // A live input block (the audio host's thread): to the receiver unless a
+    // recording is playing.
+    void liveBlock(std::span<const float> block);
 
 private:
-    static void liveInput(void* self, AudioHandle queue, AudioHandle buffer, const float* samples,
-                          uint32_t byteSize);
     void run(std::unique_ptr<audiofile::AudioFileReader> reader);
 
-    AudioPlatform& platform;
-    int idiom;
-    // The engine's input callback and queue, set once at engine construction.
-    InputCallback engineCallback = nullptr;
-    void* engineContext = nullptr;
-    AudioHandle engineQueue = nullptr;
-    // Handle of the player's one buffer; the engine gives it back through
-    // queueEnqueueBuffer like any other.
-    char playerBuffer = 0;
-
+    const BlockConsumer receiver;
     std::mutex controlLock; // start/stop from the main thread
     std::thread thread;
     std::atomic<bool> playing{false};

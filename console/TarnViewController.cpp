@@ -1,6 +1,6 @@
 // The main screen's construction, widgets and input events.
 #include "console/TarnViewController.h"
-#include "audio/EngineAudio.h"
+#include "audio/AudioHost.h"
 
 #include "console/BandScanning.h"
 #include "console/ConsoleFeatures.h"
@@ -31,11 +31,12 @@ namespace {
 constexpr double kSwipeDistance = 48.0;
 } // namespace
 
-TarnViewController::TarnViewController(AudioPlatform& platform, SettingsStore& store,
-                                       FormFactor formFactor, QWidget* parent)
-    : QMainWindow(parent), ui(std::make_unique<Ui::TarnViewController>()), platform(platform),
-      store(store), deviceFormFactor(formFactor),
-      player(std::make_unique<RecordingPlayer>(platform, static_cast<int>(formFactor))) {
+TarnViewController::TarnViewController(std::optional<tarnaudio::AudioHostOptions> audio,
+                                       SettingsStore& store, FormFactor formFactor,
+                                       QWidget* parent)
+    : QMainWindow(parent), ui(std::make_unique<Ui::TarnViewController>()),
+      audioOptions(audio ? std::make_unique<tarnaudio::AudioHostOptions>(*audio) : nullptr),
+      store(store), deviceFormFactor(formFactor) {
     ui->setupUi(this);
     ui->frequencyAdjustControl->setSegments({"−1", "−0.1", "+0.1", "+1"});
     ui->frequencyAdjustControl->setToolTip(tr("Fine tuning in Hz (switches AFC off)"));
@@ -49,6 +50,10 @@ TarnViewController::TarnViewController(AudioPlatform& platform, SettingsStore& s
     // The band scanner: its panel, the display's station markers, its settings.
     new BandScanning(*this);
     radio = new RadioControl(*this);
+    if (audioHost) {
+        // With a radio to key, transmissions go through its sequencer.
+        radio->attachOutput(*audioHost);
+    }
     // Frequency scale, Auto squelch, keys, fonts and the settings' Display
     // group; last, so the window's minimum size counts every panel.
     new ConsoleFeatures(*this);
@@ -57,9 +62,9 @@ TarnViewController::TarnViewController(AudioPlatform& platform, SettingsStore& s
 TarnViewController::~TarnViewController() {
     // The keyed transmit path lets go of the audio output before it goes.
     radio->detachOutput();
-    // Samples stop arriving from a recording before the engine goes.
-    player->stop();
-    engineAudio.reset();
+    // Samples stop arriving before the engine goes.
+    audioHost.reset();
+    player.reset();
 }
 
 void TarnViewController::connectControls() {

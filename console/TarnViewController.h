@@ -25,6 +25,7 @@
 #pragma once
 
 #include "console/FormFactor.h"
+#include "audio/AudioHost.h"
 #include "engine/TarnData.h"
 #include "settings/AudioDeviceNames.h"
 
@@ -34,15 +35,14 @@
 #include <QRectF>
 #include <QString>
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <span>
 
-class AudioPlatform;
 namespace tarnaudio {
-class EngineAudio;
 class InputConsumer;
 } // namespace tarnaudio
 class QAction;
@@ -71,10 +71,11 @@ class TarnViewController : public QMainWindow {
     Q_OBJECT
 
 public:
-    // `platform` is the audio system the engine is built on (it must outlive
-    // the console); `store` holds the operator's settings. The constructor
-    // sets the console up (initializeConsole).
-    TarnViewController(AudioPlatform& platform, SettingsStore& store,
+    // `audio` says which sound devices the engine's audio host opens; none
+    // (std::nullopt) runs without sound, as the tests do. `store` holds the
+    // operator's settings. The constructor sets the console up
+    // (initializeConsole).
+    TarnViewController(std::optional<tarnaudio::AudioHostOptions> audio, SettingsStore& store,
                        FormFactor formFactor = FormFactor::tablet, QWidget* parent = nullptr);
     ~TarnViewController() override;
 
@@ -216,16 +217,20 @@ private:
     void refreshPlayerStatus();
 
     std::unique_ptr<Ui::TarnViewController> ui;
-    AudioPlatform& platform;
+    std::unique_ptr<tarnaudio::AudioHostOptions> audioOptions; // none: no sound
     SettingsStore& store;
     FormFactor deviceFormFactor;
-    // The engine is built on the player: declared first, the player outlives it.
-    std::unique_ptr<RecordingPlayer> player;
     std::unique_ptr<TarnData> _theData;
     std::function<AudioDeviceNames()> audioDevices;
+    // Input blocks reach the engine through the player; declared after the
+    // engine, so they stop before it goes.
+    std::unique_ptr<RecordingPlayer> player;
+    // Takes every input block next to the engine (the band scanner); set
+    // on the main thread, read on the input thread.
+    std::atomic<tarnaudio::InputConsumer*> inputConsumer{nullptr};
     SpectrumRowSource spectrumRowSource;
-    // Connects the engine to the player; declared after it, so it goes first.
-    std::unique_ptr<tarnaudio::EngineAudio> engineAudio;
+    // The sound devices: live blocks to the player, the engine's output.
+    std::unique_ptr<tarnaudio::AudioHost> audioHost;
     QPointer<SpectrumView> spectrumView;
     QsoLogging* logging = nullptr;
     RadioControl* radio = nullptr;

@@ -1,12 +1,15 @@
 // tarn-psk31 listen: live receive from an audio input, text to standard
 // output as it is decoded, until Ctrl-C or SIGTERM.
 #include "audio/AudioDevices.h"
-#include "audio/EngineAudio.h"
-#include "audio/PortAudioPlatform.h"
+#include "audio/AudioHost.h"
+#include "rig/RfFrequency.h"
+#include "rig/RigConfig.h"
+#include "rig/RigConnection.h"
 #include "tools/CommandLine.h"
 #include "tools/DecodeRun.h"
 #include "tools/Interrupt.h"
 #include "tools/ReceivedText.h"
+#include "tools/ListenScan.h"
 
 #include <chrono>
 #include <cstdio>
@@ -34,8 +37,12 @@ void printListenHelp(std::FILE* out) {
                  "                       (default: 8000 Hz if the device offers it)\n"
                  "%s"
                  "  -h, --help           show this help\n"
-                 "The time of --retune-at counts from the start of listening.\n",
-                 kReceiveOptionsHelp);
+                 "The time of --retune-at counts from the start of listening.\n"
+                 "band scanner:\n"
+                 "%s"
+                 "radio control (the RF frequency is shown when the rig reports its dial):\n"
+                 "%s",
+                 kReceiveOptionsHelp, kLiveScanOptionsHelp, tarn::rig::rigOptionsHelp());
 }
 
 } // namespace
@@ -43,7 +50,10 @@ void printListenHelp(std::FILE* out) {
 int listenCommand(int argc, char** argv) {
     const char* const command = "listen";
     DecodeOptions options;
-    tarnaudio::AudioOptions audio;
+    tarnaudio::AudioHostOptions audio;
+    audio.output = false; // listen never sends: no playback stream at all
+    tarn::rig::RigConfig rig;
+    LiveScanOptions scan;
     ArgumentReader arguments(argc, argv);
     while (arguments.next()) {
         const std::string& name = arguments.option();
@@ -53,6 +63,23 @@ int listenCommand(int argc, char** argv) {
         }
         if (name.empty()) {
             return reportUsageError(command, "unexpected argument " + quoted(arguments.text()));
+        }
+        if (const std::optional<int> status = takeLiveScanOption(arguments, scan, command)) {
+            if (*status != kExitOk) {
+                return *status;
+            }
+            continue;
+        }
+        if (tarn::rig::isRigOption(name)) {
+            const std::optional<std::string> value = arguments.value();
+            if (!value) {
+                return reportUsageError(command, arguments.error());
+            }
+            const std::string problem = tarn::rig::applyRigOption(rig, name, *value);
+            if (!problem.empty()) {
+                return reportUsageError(command, problem);
+            }
+            continue;
         }
         if (name == "--input-device") {
             const std::optional<std::string> value = arguments.value();
@@ -82,11 +109,24 @@ int listenCommand(int argc, char** argv) {
         }
     }
 
-    tarnaudio::PortAudioPlatform platform(audio);
+    if (const std::string problem = tarn::rig::validateRigConfig(rig); !problem.empty()) {
+        return reportUsageError(command, problem);
+    }
+    std::unique_ptr<tarn::rig::RigConnection> connection;
+    if (tarn::rig::usesHamlib(rig)) {
+        connection = std::make_unique<tarn::rig::RigConnection>(rig);
+    }
+    if (scan.enabled) {
+        return runLiveScan(audio, scan, connection.get(), command);
+    }
+
     DecodeSession session(options);
-    tarnaudio::EngineAudio engineAudio(platform, session.engine());
-    if (!platform.inputRunning()) {
-        platform.shutdown();
+    TarnData* receiver = &session.engine();
+    tarnaudio::AudioHost host(audio, [receiver](std::span<const float> block) {
+        receiver->processInputAudioSamples(block);
+    });
+    if (!host.inputRunning()) {
+        host.shutdown();
         const std::string device =
             audio.inputDevice.empty() ? "the default input" : "input " + quoted(audio.inputDevice);
         return reportUsageError(command, "cannot record from " + device +
@@ -96,8 +136,9 @@ int listenCommand(int argc, char** argv) {
 
     const InterruptGuard interruptGuard;
     std::fprintf(stderr, "tarn-psk31 listen: listening to %s at %.1f Hz; Ctrl-C stops\n",
-                 quoted(platform.inputDeviceName()).c_str(), session.engine().frequency());
+                 quoted(host.inputDeviceName()).c_str(), session.engine().frequency());
     TarnData& engine = session.engine();
+    double shownRf = 0.0;
     const auto started = std::chrono::steady_clock::now();
     bool retuned = false;
     bool written = true;
@@ -109,13 +150,24 @@ int listenCommand(int argc, char** argv) {
             engine.setFrequency(options.frequency);
             retuned = true;
         }
+        if (connection) {
+            // The signal's RF frequency, once the rig reports its dial.
+            const tarn::rig::RigStatus status = connection->status();
+            const std::optional<double> rf =
+                tarn::rig::rfFrequency(status.dialHz, status.sideband, engine.frequency());
+            if (rf && *rf != shownRf) {
+                shownRf = *rf;
+                std::fprintf(stderr, "tarn-psk31 listen: on %.1f Hz RF (dial %.0f Hz %s)\n", *rf,
+                             status.dialHz, status.mode.c_str());
+            }
+        }
         while (std::optional<std::string> text = engine.drainTextBuffer()) {
             written = writeReceivedText(stdout, *text, showsControlsVisibly(stdout)) && written;
         }
         written = std::fflush(stdout) == 0 && written;
     }
-    // The audio threads stop before the engine goes.
-    platform.shutdown();
+    // No block reaches the engine after this.
+    host.shutdown();
     while (std::optional<std::string> text = engine.drainTextBuffer()) {
         writeReceivedText(stdout, *text, showsControlsVisibly(stdout));
     }

@@ -1,9 +1,11 @@
 // tarn-psk31 send: one message on the air through an audio output, as the
 // console sends it; returns when it has been played.
 #include "audio/AudioDevices.h"
-#include "audio/EngineAudio.h"
-#include "audio/PortAudioPlatform.h"
+#include "audio/AudioHost.h"
 #include "engine/TarnData.h"
+#include "rig/RigConfig.h"
+#include "rig/RigConnection.h"
+#include "rig/TransmitSequencer.h"
 #include "tools/CommandLine.h"
 #include "tools/Interrupt.h"
 
@@ -38,8 +40,11 @@ void printSendHelp(std::FILE* out) {
                "  --device-rate HZ      run the device at this rate, converted from 8000 Hz\n"
                "                        (default: 8000 Hz if the device offers it)\n"
                "  --frequency HZ        carrier, 500 .. 2500 Hz (default 1500)\n"
-               "  -h, --help            show this help\n",
+               "  -h, --help            show this help\n"
+               "radio control (PTT keyed around the transmission, released at the end,\n"
+               "on Ctrl-C or SIGTERM and when the output fails):\n",
                out);
+    std::fputs(tarn::rig::rigOptionsHelp(), out);
 }
 
 std::optional<std::string> readTextFile(const std::string& path, std::string& error) {
@@ -64,8 +69,9 @@ int sendCommand(int argc, char** argv) {
     std::optional<std::string> textFile;
     double frequency = 1500.0;
     bool speaker = false;
-    tarnaudio::AudioOptions audio;
-    audio.useInput = false;
+    tarnaudio::AudioHostOptions audio;
+    audio.input = false; // send only plays
+    tarn::rig::RigConfig rig;
     ArgumentReader arguments(argc, argv);
     while (arguments.next()) {
         const std::string& name = arguments.option();
@@ -75,6 +81,17 @@ int sendCommand(int argc, char** argv) {
         }
         if (name == "--speaker") {
             speaker = true;
+            continue;
+        }
+        if (tarn::rig::isRigOption(name)) {
+            const std::optional<std::string> value = arguments.value();
+            if (!value) {
+                return reportUsageError(command, arguments.error());
+            }
+            const std::string problem = tarn::rig::applyRigOption(rig, name, *value);
+            if (!problem.empty()) {
+                return reportUsageError(command, problem);
+            }
             continue;
         }
         if (name != "--text" && name != "--text-file" && name != "--output-device" &&
@@ -133,25 +150,64 @@ int sendCommand(int argc, char** argv) {
                                              " can be sent at once");
     }
 
-    tarnaudio::PortAudioPlatform platform(audio);
+    if (const std::string problem = tarn::rig::validateRigConfig(rig); !problem.empty()) {
+        return reportUsageError(command, problem);
+    }
+
     auto engine = std::make_unique<TarnData>(tarn::kTabletSquelch);
     engine->setFrequency(frequency);
     engine->setForceOutputToSpeaker(speaker);
-    tarnaudio::EngineAudio engineAudio(platform, *engine);
+    tarnaudio::AudioHost host(audio, {});
+    // With a rig, the sequencer keys PTT around the transmission and hands
+    // the audio to the host; without one the host plays it directly.
+    std::unique_ptr<tarn::rig::RigConnection> connection;
+    std::unique_ptr<tarn::rig::TransmitSequencer> sequencer;
+    if (tarn::rig::usesHamlib(rig)) {
+        connection = std::make_unique<tarn::rig::RigConnection>(rig);
+        // Nothing goes on the air unless the rig answers first.
+        const auto deadline = std::chrono::steady_clock::now() + rig.timeout;
+        tarn::rig::RigStatus status = connection->status();
+        while (!status.connected && status.error.empty() &&
+               std::chrono::steady_clock::now() < deadline) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            status = connection->status();
+        }
+        if (!status.connected) {
+            reportError(command, "cannot reach the rig on " + quoted(rig.port) + ": " +
+                                     (status.error.empty() ? "no answer" : status.error));
+            return kExitFailure;
+        }
+        sequencer = std::make_unique<tarn::rig::TransmitSequencer>(
+            *connection, host,
+            tarn::rig::SequenceTiming{rig.leadDelay, rig.tailDelay, rig.watchdog});
+        engine->setTransmitSink(sequencer.get());
+    } else {
+        engine->setTransmitSink(&host);
+    }
+    // The sink goes before the engine is done with it.
+    struct Detach {
+        TarnData& engine;
+        ~Detach() { engine.setTransmitSink(nullptr); }
+    } detach{*engine};
 
     const InterruptGuard interruptGuard;
     std::fprintf(stderr, "tarn-psk31 send: sending %zu character%s at %.1f Hz\n", text->size(),
                  text->size() == 1 ? "" : "s", engine->frequency());
     std::fflush(stderr);
-    engine->sendString(std::string_view(*text));
-    if (!engine->isSending()) {
-        platform.shutdown();
+    if (!host.outputRunning()) {
         const std::string device = speaker || audio.outputDevice.empty()
                                        ? "the default output"
                                        : "output " + quoted(audio.outputDevice);
         reportError(command, "cannot play on " + device +
                                  " (no sound server or device?); "
                                  "'tarn-psk31 devices' lists the outputs");
+        return kExitFailure;
+    }
+    engine->sendString(std::string_view(*text));
+    if (!engine->isSending()) {
+        reportError(command, sequencer && !sequencer->lastError().empty()
+                                 ? sequencer->lastError()
+                                 : "the transmission could not be started");
         return kExitFailure;
     }
     int signal = 0;
@@ -164,9 +220,15 @@ int sendCommand(int argc, char** argv) {
         }
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
-    // The last samples are still in the host's buffers: let them play.
-    platform.waitForOutputToFinish();
-    platform.shutdown();
+    // The sequencer releases PTT (destroyed first), then the host stops.
+    const bool cut = host.failed();
+    sequencer.reset();
+    connection.reset();
+    host.shutdown();
+    if (cut && signal == 0) {
+        reportError(command, "the output failed during the transmission");
+        return kExitFailure;
+    }
     return signal ? 128 + signal : kExitOk;
 }
 

@@ -22,12 +22,9 @@ fi
 # Under ThreadSanitizer: the sound server's client libraries are not
 # instrumented (see the file).
 export TSAN_OPTIONS="${TSAN_OPTIONS:+$TSAN_OPTIONS:}suppressions=$(cd "$(dirname "$0")" && pwd)/tsan_sound_libraries.supp"
-# Under AddressSanitizer: no leak report at exit. The sound libraries are
-# unloaded by then, so their own leftovers cannot be told apart, and the
-# engine keeps every rendered message by design.
-export ASAN_OPTIONS="${ASAN_OPTIONS:+$ASAN_OPTIONS:}detect_leaks=0"
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-loopback.XXXXXX")
+suppress_library_leftovers "$work"
 listen_pid=""
 send_pid=""
 
@@ -174,6 +171,20 @@ wait_for "$work/listen.out" "TARN1 DE TARN2 TU 73" 5 ||
 kill -INT "$listen_pid"
 wait "$listen_pid"
 listen_pid=""
+
+# --- The band scanner on live input ----------------------------------------
+start_listen --scan --format jsonl
+"$program" send --text $'        TARN3 DE TARN4 KN\n' < /dev/null 2> "$work/send.err" ||
+    fail "send to the scanner: $(cat "$work/send.err")"
+keep_log "$work/send.err"
+kill -INT "$listen_pid"
+wait "$listen_pid"
+listen_pid=""
+# The pieces of text, joined: the message as sent.
+scanned=$(sed -n 's/.*"freq": 1[45][0-9][0-9]\.[0-9].*"text": "\(.*\)"}$/\1/p' "$work/listen.out" |
+    tr -d '\n')
+[[ "$scanned" == *"TARN3 DE TARN4 KN"* ]] ||
+    fail "the live scanner did not decode the message; got: $(head -c 600 "$work/listen.out")"
 
 # --- No sound server at all: a clear message and status 2 -----------------
 stop_process "$private_pulse_pid"

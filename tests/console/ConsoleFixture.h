@@ -2,7 +2,6 @@
 // console's tests.
 #pragma once
 
-#include "audio/AudioPlatform.h"
 #include "console/TarnViewController.h"
 #include "settings/SettingsStore.h"
 
@@ -14,9 +13,8 @@
 
 struct ConsoleFixture {
     explicit ConsoleFixture(FormFactor formFactor = FormFactor::tablet)
-        : platform(static_cast<int>(formFactor)),
-          store(std::make_unique<SettingsStore>(directory.filePath("settings.ini"))),
-          console(std::make_unique<TarnViewController>(platform, *store, formFactor)) {
+        :           store(std::make_unique<SettingsStore>(directory.filePath("settings.ini"))),
+          console(std::make_unique<TarnViewController>(std::nullopt, *store, formFactor)) {
         console->setSpectrumRowSource([this](int rowsBack, std::span<float, 1024> out) {
             const float* source = row(rowsBack);
             std::copy(source, source + tarn::kSpectrumSize, out.begin());
@@ -42,7 +40,6 @@ struct ConsoleFixture {
     std::vector<float> rows =
         std::vector<float>(static_cast<size_t>(tarn::kWaterfallRows) * tarn::kSpectrumSize);
     QTemporaryDir directory;
-    NullAudioPlatform platform;
     std::unique_ptr<SettingsStore> store;
     std::unique_ptr<TarnViewController> console;
 };

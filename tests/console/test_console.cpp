@@ -252,8 +252,7 @@ private slots:
             store.synchronize();
         }
         SettingsStore store(path);
-        NullAudioPlatform platform;
-        TarnViewController console(platform, store);
+        TarnViewController console(std::nullopt, store);
         QCOMPARE(store.callsign(), text("AB1CD"));
         // forceOutputToSpeaker is written only on a first run.
         QFile file(path);

@@ -5,7 +5,6 @@
 // time).
 #include "console/SpectrumView.h"
 #include "console/TarnViewController.h"
-#include "audio/AudioPlatform.h"
 #include "settings/SettingsStore.h"
 
 #include <QCryptographicHash>
@@ -39,50 +38,6 @@ std::vector<float> fixedInput() {
     return samples;
 }
 
-// No audio hardware; keeps the input callback so that the test can deliver
-// buffers as the input queue would.
-class InputPlatform final : public AudioPlatform {
-public:
-    void deliver(const float* samples, int count) {
-        callback(context, this, this, samples, static_cast<uint32_t>(count * sizeof(float)));
-    }
-
-    std::optional<int> userInterfaceIdiom() override { return 1; }
-    int32_t sessionInitialize(InterruptionListener, void*) override { return 0; }
-    int32_t sessionSetCategoryPlayAndRecord() override { return 0; }
-    int32_t sessionSetDefaultToSpeaker(uint32_t) override { return 0; }
-    int32_t sessionOverrideRouteToSpeaker(bool) override { return 0; }
-    int32_t sessionSetActive(bool) override { return 0; }
-    int32_t queueNewInput(const AudioStreamFormat&, InputCallback c, void* x,
-                          AudioHandle* queue) override {
-        callback = c;
-        context = x;
-        *queue = this;
-        return 0;
-    }
-    int32_t queueAllocateBuffer(AudioHandle, uint32_t, AudioHandle* buffer) override {
-        *buffer = this;
-        return 0;
-    }
-    int32_t queueEnqueueBuffer(AudioHandle, AudioHandle) override { return 0; }
-    int32_t queueStart(AudioHandle) override { return 0; }
-    bool outputFindComponent() override { return true; }
-    int32_t outputInstanceNew(AudioHandle* unit) override {
-        *unit = this;
-        return 0;
-    }
-    int32_t outputEnableIO(AudioHandle, uint32_t, uint32_t, uint32_t) override { return 0; }
-    int32_t outputSetRenderCallback(AudioHandle, RenderCallback, void*) override { return 0; }
-    int32_t outputSetStreamFormat(AudioHandle, const AudioStreamFormat&) override { return 0; }
-    int32_t outputInitialize(AudioHandle) override { return 0; }
-    int32_t outputStart(AudioHandle) override { return -1; }
-    int32_t outputStop(AudioHandle) override { return 0; }
-
-private:
-    InputCallback callback = nullptr;
-    void* context = nullptr;
-};
-
 QByteArray frameHash(const QImage& frame) {
     const QImage pixels = frame.convertToFormat(QImage::Format_RGB32);
     QCryptographicHash hash(QCryptographicHash::Sha1);
@@ -101,18 +56,17 @@ private slots:
     void framesForAFixedInput() {
         QTemporaryDir directory;
         SettingsStore store(directory.filePath("settings.ini"));
-        InputPlatform platform;
-        TarnViewController console(platform, store, FormFactor::tablet);
+        TarnViewController console(std::nullopt, store, FormFactor::tablet);
         console.resize(1280, 800);
         console.show();
         QVERIFY(QTest::qWaitForWindowExposed(&console));
 
-        // The input arrives as the audio queue delivers it, one buffer at a
-        // time through the engine's input callback.
+        // The input arrives as the audio host delivers it, one block at a
+        // time.
         const std::vector<float> input = fixedInput();
         for (int b = 0; b < kBuffers; ++b)
-            platform.deliver(input.data() + static_cast<size_t>(b) * kBufferSamples,
-                             kBufferSamples);
+            console.theData()->processInputAudioSamples(std::span<const float>(
+                input.data() + static_cast<size_t>(b) * kBufferSamples, kBufferSamples));
 
         struct Frame {
             const char* name;

@@ -2,11 +2,11 @@
 // reaches the transmitter, the echo and the TX indicator, a refused send and
 // frequency sync. What was sent is read from the engine's rendered block and
 // compared sample for sample with the engine's own rendering of the expected
-// message; the fake platform's output never plays by itself, so a message
-// stays "playing" until the test pulls it through the render callback.
+// message; the captured output never plays by itself, so a message stays
+// "playing" until the test drops it.
 #include "console/TarnViewController.h"
 #include "settings/SettingsStore.h"
-#include "tests/audio/FakeAudioPlatform.h"
+#include "tests/console/CapturedOutput.h"
 #include "tests/support/IdleSignals.h"
 
 #include <QAction>
@@ -38,7 +38,7 @@ class TestMacros : public QObject {
     Q_OBJECT
 
     QTemporaryDir dir;
-    std::unique_ptr<FakeAudioPlatform> platform;
+    CapturedOutput output;
     std::unique_ptr<SettingsStore> store;
     std::unique_ptr<TarnViewController> console;
 
@@ -54,9 +54,9 @@ class TestMacros : public QObject {
         QVERIFY(!expected.empty());
         // Played through the output as the render thread would; the message
         // still counts as sending until the call after its last sample.
-        std::vector<float> sent(expected.size()), channel1(expected.size());
-        platform->renderCallback(platform->context, static_cast<uint32_t>(sent.size()), sent.data(),
-                                 channel1.data());
+        QVERIFY(output.playing);
+        std::vector<float> sent(expected.size());
+        output.playing->render(sent);
         QVERIFY(engine().isSending());
         QVERIFY2(sent == expected, qPrintable(QStringLiteral("not the rendering of \"%1\"")
                                                   .arg(QString(message).replace('\n', "\\n"))));
@@ -74,18 +74,17 @@ class TestMacros : public QObject {
 
     // Lets the output play the message out, as the render thread would.
     void finishPlaying() {
-        std::vector<float> channel0(512), channel1(512);
-        for (int calls = 0; engine().isSending() && calls < 100000; ++calls)
-            platform->renderCallback(platform->context, 512, channel0.data(), channel1.data());
+        output.playing.reset();
         QVERIFY(!engine().isSending());
     }
 
 private slots:
     void init() {
         QFile::remove(dir.filePath("settings.ini"));
-        platform = std::make_unique<FakeAudioPlatform>();
         store = std::make_unique<SettingsStore>(dir.filePath("settings.ini"));
-        console = std::make_unique<TarnViewController>(*platform, *store);
+        console = std::make_unique<TarnViewController>(std::nullopt, *store);
+        output = CapturedOutput{};
+        console->theData()->setTransmitSink(&output);
         store->setCallsign(QStringLiteral("AB1CD"));
         console->qsoInput()->setText(QStringLiteral("DL2XYZ"));
     }
@@ -93,7 +92,7 @@ private slots:
     void cleanup() {
         console.reset();
         store.reset();
-        platform.reset();
+        output.playing.reset();
     }
 
     // Each escape through the macro button's pass (processMacro: only \S and
@@ -160,7 +159,7 @@ private slots:
         // the tuning all the same, as before every send.
         QCOMPARE(field()->text(), QStringLiteral("again AB1CD\n"));
         QCOMPARE(console->textOutput()->toPlainText(), echo);
-        QCOMPARE(platform->count("outputStart"), 1);
+        QCOMPARE(output.starts, 1);
         QCOMPARE(engine().frequency(), tuned + offset);
         QCOMPARE(console->displayFrequency()->text(), QString::asprintf("%.1f", tuned + offset));
 

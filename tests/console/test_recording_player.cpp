@@ -1,11 +1,9 @@
-// The recording player: a file reaches the engine through the input path in
-// whole 2000-sample blocks at the pace of live input, and live input is set
-// aside while it plays.
-#include "audio/EngineAudio.h"
+// The recording player: a file reaches the receiver in whole 2000-sample
+// blocks at the pace of live input, and live blocks are dropped while it
+// plays.
 #include "audiofile/AudioFile.h"
 #include "console/RecordingPlayer.h"
 #include "engine/TarnData.h"
-#include "tests/audio/FakeAudioPlatform.h"
 #include "tests/support/TestSignals.h"
 
 #include <QElapsedTimer>
@@ -13,6 +11,7 @@
 #include <QtTest>
 
 #include <cmath>
+#include <limits>
 
 class RecordingPlayerTest : public QObject {
     Q_OBJECT
@@ -29,56 +28,59 @@ class RecordingPlayerTest : public QObject {
     }
 
 private slots:
-    void playsAFileIntoTheReceiver() {
-        FakeAudioPlatform fake;
-        RecordingPlayer player(fake, 0);
+    void playsAFileIntoTheReceiverAndDropsLiveInputMeanwhile() {
         auto engine = std::make_unique<TarnData>(tarn::kPhoneSquelch);
-        tarnaudio::EngineAudio audio(player, *engine);
-
+        std::atomic<int> blocks{0};
+        std::atomic<int> partial{0};
+        RecordingPlayer player([&](std::span<const float> block) {
+            partial += block.size() == 2000 ? 0 : 1;
+            ++blocks;
+            engine->processInputAudioSamples(block);
+        });
         const std::vector<float> signal = testsignals::renderMessage("CQ de AB1CD\n", 1500.0);
         const std::string path = writeRecording("cq.wav", signal);
         QElapsedTimer clock;
         clock.start();
         QCOMPARE(player.play(path), std::string());
         QVERIFY(player.isPlaying());
-
-        // Live input arriving meanwhile goes straight back to its queue (the
-        // player registered itself as the live callback's context).
-        const int enqueuedBefore = fake.count("queueEnqueueBuffer");
-        std::vector<float> live(2000, 0.5f);
-        fake.inputCallback(&player, fake.buffer(1), fake.buffer(1), live.data(), 8000);
-        QCOMPARE(fake.count("queueEnqueueBuffer"), enqueuedBefore + 1);
-        QCOMPARE(fake.calls.back(), std::string("queueEnqueueBuffer 1"));
+        const std::vector<float> live(2000, 0.5f);
+        player.liveBlock(live); // dropped: a recording plays
 
         QVERIFY(QTest::qWaitFor([&] { return !player.isPlaying(); }, 30000));
-        const auto blocks = static_cast<int64_t>(std::ceil(signal.size() / 2000.0));
-        QCOMPARE(player.blocksDelivered(), blocks);
-        QVERIFY(clock.elapsed() >= (blocks - 1) * 250); // the pace of live input
+        const auto expected = static_cast<int64_t>(std::ceil(signal.size() / 2000.0));
+        QCOMPARE(player.blocksDelivered(), expected);
+        QCOMPARE(int64_t{blocks.load()}, expected);
+        QCOMPARE(partial.load(), 0);
+        QVERIFY(clock.elapsed() >= (expected - 1) * 250); // the pace of live input
         QCOMPARE(player.progress(), 1.0);
-        // The player's own buffer never reaches the real queue.
-        QCOMPARE(fake.count("queueEnqueueBuffer 0"), 0);
         const std::optional<std::string> text = engine->drainTextBuffer();
         QVERIFY(text);
         QVERIFY2(text->find("CQ de AB1CD") != std::string::npos, text->c_str());
+
+        player.liveBlock(live); // idle again: passed on
+        QCOMPARE(blocks.load(), expected + 1);
     }
 
-    void liveInputReachesTheEngineWhenIdle() {
-        FakeAudioPlatform fake;
-        RecordingPlayer player(fake, 1);
-        auto engine = std::make_unique<TarnData>(tarn::kTabletSquelch);
-        tarnaudio::EngineAudio audio(player, *engine);
-        // One waterfall row per 1024 samples shows that they arrived.
-        std::vector<float> live(2000, 0.0f);
-        fake.inputCallback(&player, fake.buffer(2), fake.buffer(2), live.data(), 8000);
-        QCOMPARE(engine->status().waterfallRow, 1);
-        QCOMPARE(fake.calls.back(), std::string("queueEnqueueBuffer 2"));
+    void damagedSamplesReachTheReceiverAsNumbers() {
+        std::vector<float> samples(2000, 0.25f);
+        samples[3] = std::numeric_limits<float>::quiet_NaN();
+        samples[4] = std::numeric_limits<float>::infinity();
+        samples[5] = -std::numeric_limits<float>::infinity();
+        const std::string path = writeRecording("bad.wav", samples);
+        std::vector<float> received;
+        RecordingPlayer player(
+            [&](std::span<const float> block) { received.assign(block.begin(), block.end()); });
+        QCOMPARE(player.play(path), std::string());
+        QVERIFY(QTest::qWaitFor([&] { return !player.isPlaying(); }, 5000));
+        QCOMPARE(received.size(), size_t{2000});
+        QCOMPARE(received[3], 0.0f);
+        QCOMPARE(received[4], 1.0f); // full scale
+        QCOMPARE(received[5], -1.0f);
+        QCOMPARE(received[6], 0.25f);
     }
 
     void stopsEarlyAndRefusesWhatItCannotRead() {
-        FakeAudioPlatform fake;
-        RecordingPlayer player(fake, 1);
-        auto engine = std::make_unique<TarnData>(tarn::kTabletSquelch);
-        tarnaudio::EngineAudio audio(player, *engine);
+        RecordingPlayer player([](std::span<const float>) {});
         const std::string path =
             writeRecording("long.wav", std::vector<float>(8000 * 20, 0.0f)); // 20 s
         QCOMPARE(player.play(path), std::string());

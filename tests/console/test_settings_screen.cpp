@@ -5,7 +5,7 @@
 #include "settings/LoggingSettings.h"
 #include "settings/SettingsStore.h"
 #include "settings/SettingsViewController.h"
-#include "tests/audio/FakeAudioPlatform.h"
+#include "tests/console/CapturedOutput.h"
 
 #include <QAction>
 #include <QCheckBox>
@@ -172,11 +172,12 @@ private slots:
     }
 
     void finishingReachesTheConsoleAndTheEngine() {
-        FakeAudioPlatform platform;
+        CapturedOutput output;
         {
             SettingsStore store(storePath());
-            TarnViewController console(platform, store);
+            TarnViewController console(std::nullopt, store);
             TarnData& engine = *console.theData();
+            engine.setTransmitSink(&output);
             QVERIFY(!engine.forceOutputToSpeaker());
 
             console.openSettings();
@@ -198,11 +199,12 @@ private slots:
             // The next transmission goes out through the speaker.
             console.textInput()->setText(QStringLiteral("test"));
             console.processTextInput();
-            QCOMPARE(platform.count("sessionOverrideRouteToSpeaker speaker"), 1);
+            QCOMPARE(output.speakerStarts, 1);
+            output.playing.reset();
         }
         // A restart keeps the emptied title empty and the switch on.
         SettingsStore store(storePath());
-        TarnViewController console(platform, store);
+        TarnViewController console(std::nullopt, store);
         QCOMPARE(console.macroButton(1)->text(), QString());
         QCOMPARE(store.callsign(), QStringLiteral(" w1aw "));
         QVERIFY(console.theData()->forceOutputToSpeaker());

@@ -2,7 +2,6 @@
 // (as with --settings FILE) that is damaged, hand-written, on a file system
 // that cannot be written, or in a place no file can be made.
 #include "console/TarnViewController.h"
-#include "audio/AudioPlatform.h"
 #include "log/TarnLog.h"
 #include "settings/SettingsStore.h"
 
@@ -50,7 +49,6 @@ class SettingsStoreTest : public QObject {
     Q_OBJECT
 
     QTemporaryDir directory;
-    NullAudioPlatform platform;
 
 private slots:
     void damagedFilesAreKeptAsideAndTheReadableValuesUsed() {
@@ -75,7 +73,7 @@ private slots:
             write(path, c.bytes);
             TarnLogCapture log;
             SettingsStore store(path);
-            TarnViewController console(platform, store);
+            TarnViewController console(std::nullopt, store);
             const QString logged = QString::fromStdString(log.text());
 
             QVERIFY2(logged.contains(QStringLiteral("Settings file %1 is damaged (%2")
@@ -118,7 +116,7 @@ private slots:
             write(path, QByteArray("[General]\n") + c.line + "\n");
             TarnLogCapture log;
             SettingsStore store(path);
-            TarnViewController console(platform, store);
+            TarnViewController console(std::nullopt, store);
             QCOMPARE(c.read(store), QString::fromLatin1(c.expected));
             QVERIFY2(contents(path).contains(c.writtenBack), c.line);
             QVERIFY2(QString::fromStdString(log.text()).contains("has an unquoted comma"), c.line);
@@ -132,7 +130,7 @@ private slots:
         const QString path = QStringLiteral("/proc/self/cmdline");
         TarnLogCapture log;
         SettingsStore store(path);
-        TarnViewController console(platform, store);
+        TarnViewController console(std::nullopt, store);
         const QString logged = QString::fromStdString(log.text());
         QVERIFY(logged.contains("is damaged (NUL bytes); no copy could be kept"));
         QVERIFY(!logged.contains("kept as"));
@@ -148,7 +146,7 @@ private slots:
         write(directory.filePath("blocker"), "");
         TarnLogCapture log;
         SettingsStore store(directory.filePath("blocker/x.ini"));
-        TarnViewController console(platform, store);
+        TarnViewController console(std::nullopt, store);
         QVERIFY(QString::fromStdString(log.text()).contains("Cannot write settings file"));
         QCOMPARE(store.callsign(), QStringLiteral("Please Edit"));
         QCOMPARE(console.macroButton(1)->text(), QStringLiteral("CQ"));

@@ -2,8 +2,10 @@
 # sink "radio" (8000 Hz, two channels) standing in for the radio, whose left
 # channel (the one carrying the signal) comes back as the mono default source
 # "radio_left", as a cable from the transmitter's audio would; reached by
-# PortAudio through ALSA's pulse plugin. Source this file, then call
-# start_private_pulse WORKDIR. HOME, the runtime directory and the socket are
+# PortAudio through ALSA's pulse plugin. With the layout "desktop" the server
+# is set up as a desktop's usually is instead: a 48 kHz stereo null sink
+# "nullsink" and its monitor remapped as the default source "loopin". Source
+# this file, then call start_private_pulse WORKDIR [desktop]. HOME, the runtime directory and the socket are
 # inside WORKDIR, so nothing of the user's is touched; the caller stops the
 # server (its pid is in private_pulse_pid) with stop_process.
 
@@ -32,8 +34,8 @@ private_pulse_pid=""
 
 # Sets up the environment for a server in WORKDIR and starts it; returns 1
 # (after printing its log) when it does not come up.
-start_private_pulse() { # WORKDIR
-    local work=$1
+start_private_pulse() { # WORKDIR [desktop]
+    local work=$1 layout=${2:-radio}
     mkdir -p "$work/home" "$work/run"
     chmod 700 "$work/run"
     export HOME="$work/home"
@@ -44,13 +46,23 @@ start_private_pulse() { # WORKDIR
     export PULSE_CLIENTCONFIG="$work/client.conf"
     unset XDG_CONFIG_HOME PULSE_SINK PULSE_SOURCE ALSA_CONFIG_PATH
 
-    cat > "$work/server.pa" << CONF
+    if [ "$layout" = desktop ]; then
+        cat > "$work/server.pa" << CONF
+load-module module-native-protocol-unix socket=$work/run/native auth-anonymous=1
+load-module module-null-sink sink_name=nullsink rate=48000 channels=2
+load-module module-remap-source master=nullsink.monitor source_name=loopin
+set-default-sink nullsink
+set-default-source loopin
+CONF
+    else
+        cat > "$work/server.pa" << CONF
 load-module module-native-protocol-unix socket=$work/run/native auth-anonymous=1
 load-module module-null-sink sink_name=radio rate=8000 channels=2
 load-module module-remap-source source_name=radio_left master=radio.monitor channels=1 master_channel_map=front-left channel_map=mono
 set-default-sink radio
 set-default-source radio_left
 CONF
+    fi
     # A client must never start a server of its own.
     echo "autospawn = no" > "$work/client.conf"
     cat > "$HOME/.asoundrc" << CONF
@@ -59,8 +71,10 @@ ctl.!default { type pulse }
 CONF
 
     # Running as root (as CI does) only earns a warning in this per-user mode.
+    # Real-time scheduling for the server's threads, as desktops give it
+    # (through RealtimeKit); where it is not allowed the server runs without.
     pulseaudio -n --daemonize=no --exit-idle-time=-1 --use-pid-file=no --disable-shm=yes \
-        --realtime=no --high-priority=no --log-target=stderr -F "$work/server.pa" \
+        --realtime=yes --high-priority=yes --log-target=stderr -F "$work/server.pa" \
         < /dev/null >> "$work/server.log" 2>&1 &
     private_pulse_pid=$!
     for _ in $(seq 100); do
@@ -71,4 +85,13 @@ CONF
     echo "the sound server did not start:"
     cat "$work/server.log"
     return 1
+}
+
+# Under LeakSanitizer: what ALSA's unloaded plugins and Hamlib leave behind
+# at exit is not reported (see the two files); everything else is.
+suppress_library_leftovers() { # WORKDIR
+    local support
+    support=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+    cat "$support/lsan-alsa-plugins.supp" "$support/../rig/lsan-hamlib.supp" > "$1/lsan.supp"
+    export LSAN_OPTIONS="${LSAN_OPTIONS:+$LSAN_OPTIONS:}fast_unwind_on_malloc=0:suppressions=$1/lsan.supp"
 }

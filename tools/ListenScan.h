@@ -1,0 +1,39 @@
+// listen --scan: the band scanner on live input. Every PSK31 station in the
+// band decoded at once, printed as the scan command prints a recording's
+// (a readable line per channel as it closes, or JSON Lines with
+// --format jsonl), with the RF frequency when the rig reports its dial.
+#pragma once
+
+#include "audio/AudioHost.h"
+#include "scanner/ScannerTypes.h"
+#include "tools/CommandLine.h"
+
+#include <optional>
+
+namespace tarn::rig {
+class RigConnection;
+}
+
+namespace cli {
+
+struct LiveScanOptions {
+    bool enabled = false; // --scan given
+    scanner::ScannerConfig config;
+    bool jsonLines = false;
+};
+
+// The scanner's options, for listen's help.
+extern const char* const kLiveScanOptionsHelp;
+
+// Takes the current option if it is one of the scanner's (--scan, --from,
+// --to, --max-channels, --close-after, --squelch-snr, --format): nothing
+// when it is not, kExitOk when taken, else the usage error's status.
+std::optional<int> takeLiveScanOption(ArgumentReader& arguments, LiveScanOptions& options,
+                                      const char* command);
+
+// Scans the input of `audio` until Ctrl-C or SIGTERM; `rig` (may be null)
+// gives the dial frequency. Returns the exit status.
+int runLiveScan(const tarnaudio::AudioHostOptions& audio, const LiveScanOptions& options,
+                const tarn::rig::RigConnection* rig, const char* command);
+
+} // namespace cli
