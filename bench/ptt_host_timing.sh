@@ -1,17 +1,17 @@
 #!/bin/bash
-# Measures PTT on to the first audio and the last audio to PTT off on a live
-# loopback: a private PulseAudio server's null sink stands in for the
+# Measures PTT on to first audio and last audio to PTT off through the
+# audio host on a live loopback: a private PulseAudio server's null sink stands in for the
 # radio's audio, rigctld -m 1 (Hamlib's dummy radio, keyed by CAT) for the
 # radio. Prints the figures; asserts nothing.
 #
-# usage: ptt_timing.sh PATH/TO/ptt_timing [LEAD_MS TAIL_MS RUNS]
+# usage: ptt_host_timing.sh PATH/TO/ptt_host_timing [LEAD_MS TAIL_MS RUNS]
 set -u
-program=${1:?usage: ptt_timing.sh PATH/TO/ptt_timing [LEAD_MS TAIL_MS RUNS]}
+program=${1:?usage: ptt_host_timing.sh PATH/TO/ptt_host_timing [LEAD_MS TAIL_MS RUNS]}
 lead=${2:-50}
 tail=${3:-50}
 runs=${4:-5}
 
-. "$(dirname "$0")/../support/private_pulse.sh"
+. "$(dirname "$0")/../tests/support/private_pulse.sh"
 work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-ptt-timing.XXXXXX")
 rigctld_pid=""
 cleanup() {
