@@ -4,6 +4,7 @@
 #include "rig/RigConnection.h"
 #include "scanner/Scanner.h"
 #include "tools/Interrupt.h"
+#include "tools/ScanText.h"
 
 #include <chrono>
 #include <cstdio>
@@ -13,54 +14,7 @@
 
 namespace cli {
 
-namespace {
-
-// Bytes as JSON string content: printable ASCII as it is, the rest escaped
-// as the code point of the same value (as scan writes them).
-std::string jsonText(const std::string& bytes) {
-    std::string out;
-    for (unsigned char c : bytes) {
-        if (c == '"' || c == '\\') {
-            out += '\\';
-            out += static_cast<char>(c);
-        } else if (c >= 0x20 && c < 0x7f) {
-            out += static_cast<char>(c);
-        } else {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\u%04x", c);
-            out += escape;
-        }
-    }
-    return out;
-}
-
-// Bytes as one readable line: controls become spaces, bytes of 0x80 and
-// above the UTF-8 of the code point of the same value.
-std::string readableText(const std::string& bytes) {
-    std::string out;
-    for (unsigned char c : bytes) {
-        if (c < 0x20 || c == 0x7f) {
-            out += ' ';
-        } else if (c < 0x80) {
-            out += static_cast<char>(c);
-        } else {
-            out += static_cast<char>(0xc0 | (c >> 6));
-            out += static_cast<char>(0x80 | (c & 0x3f));
-        }
-    }
-    return out;
-}
-
-std::string decibels(const std::optional<double>& value, const char* none) {
-    if (!value) {
-        return none;
-    }
-    char buffer[32];
-    std::snprintf(buffer, sizeof buffer, "%.1f", *value);
-    return buffer;
-}
-
-} // namespace
+namespace {} // namespace
 
 const char* const kLiveScanOptionsHelp =
     "  --scan               decode every PSK31 station in the band at once\n"
@@ -143,7 +97,7 @@ int runLiveScan(const tarnaudio::AudioHostOptions& audio, const LiveScanOptions&
             writeFailed |= std::printf("{\"t\": %.3f, \"ch\": %d, \"freq\": %.1f%s, \"snr\": %.1f, "
                                        "\"imd\": %s, \"text\": \"%s\"}\n",
                                        piece.seconds, piece.channel, piece.frequency, rf.c_str(),
-                                       piece.snrDb, decibels(piece.imdDb, "null").c_str(),
+                                       piece.snrDb, decibelText(piece.imdDb, "null").c_str(),
                                        jsonText(piece.text).c_str()) < 0;
             writeFailed |= std::fflush(stdout) != 0;
         });
@@ -152,8 +106,8 @@ int runLiveScan(const tarnaudio::AudioHostOptions& audio, const LiveScanOptions&
             writeFailed |=
                 std::printf("ch %-3d %7.1f Hz  SNR %5.1f dB  IMD %5s dB  %7.1f-%-7.1f s  %s\n",
                             report.id, report.frequency, report.snrDb,
-                            decibels(report.imdDb, "-").c_str(), report.openedAt, report.closedAt,
-                            readableText(report.text).c_str()) < 0;
+                            decibelText(report.imdDb, "-").c_str(), report.openedAt,
+                            report.closedAt, readableText(report.text).c_str()) < 0;
             writeFailed |= std::fflush(stdout) != 0;
         });
     }

@@ -6,6 +6,7 @@
 #include "tools/CommandLine.h"
 #include "tools/Interrupt.h"
 #include "tools/Progress.h"
+#include "tools/ScanText.h"
 
 #include <cstdio>
 #include <string>
@@ -33,51 +34,6 @@ void printScanHelp(std::FILE* out) {
                "  --channel N          channel of a multi-channel recording (default 1)\n"
                "  -h, --help           show this help\n",
                out);
-}
-
-// Bytes as JSON string content: printable ASCII as it is, the rest (and
-// bytes of 0x80 and above, as the code point of the same value) escaped.
-std::string jsonText(const std::string& bytes) {
-    std::string out;
-    for (unsigned char c : bytes) {
-        if (c == '"' || c == '\\') {
-            out += '\\';
-            out += static_cast<char>(c);
-        } else if (c >= 0x20 && c < 0x7f) {
-            out += static_cast<char>(c);
-        } else {
-            char escape[8];
-            std::snprintf(escape, sizeof escape, "\\u%04x", c);
-            out += escape;
-        }
-    }
-    return out;
-}
-
-// Bytes as one readable line: controls become spaces, bytes of 0x80 and
-// above the UTF-8 of the code point of the same value.
-std::string readableText(const std::string& bytes) {
-    std::string out;
-    for (unsigned char c : bytes) {
-        if (c < 0x20 || c == 0x7f) {
-            out += ' ';
-        } else if (c < 0x80) {
-            out += static_cast<char>(c);
-        } else {
-            out += static_cast<char>(0xc0 | (c >> 6));
-            out += static_cast<char>(0x80 | (c & 0x3f));
-        }
-    }
-    return out;
-}
-
-std::string imdText(const std::optional<double>& imd, const char* none) {
-    if (!imd) {
-        return none;
-    }
-    char buffer[32];
-    std::snprintf(buffer, sizeof buffer, "%.1f", *imd);
-    return buffer;
 }
 
 } // namespace
@@ -166,19 +122,19 @@ int scanCommand(int argc, char** argv) {
     scanner::Scanner scan(config);
     if (jsonLines) {
         scan.setTextSink([&](const scanner::TextPiece& piece) {
-            writeFailed |=
-                std::printf("{\"t\": %.3f, \"ch\": %d, \"freq\": %.1f, \"snr\": %.1f, "
-                            "\"imd\": %s, \"text\": \"%s\"}\n",
-                            piece.seconds, piece.channel, piece.frequency, piece.snrDb,
-                            imdText(piece.imdDb, "null").c_str(), jsonText(piece.text).c_str()) < 0;
+            writeFailed |= std::printf("{\"t\": %.3f, \"ch\": %d, \"freq\": %.1f, \"snr\": %.1f, "
+                                       "\"imd\": %s, \"text\": \"%s\"}\n",
+                                       piece.seconds, piece.channel, piece.frequency, piece.snrDb,
+                                       decibelText(piece.imdDb, "null").c_str(),
+                                       jsonText(piece.text).c_str()) < 0;
         });
     } else {
         scan.setReportSink([&](const scanner::ChannelReport& report) {
             writeFailed |=
                 std::printf("ch %-3d %7.1f Hz  SNR %5.1f dB  IMD %5s dB  %7.1f-%-7.1f s  %s\n",
                             report.id, report.frequency, report.snrDb,
-                            imdText(report.imdDb, "-").c_str(), report.openedAt, report.closedAt,
-                            readableText(report.text).c_str()) < 0;
+                            decibelText(report.imdDb, "-").c_str(), report.openedAt,
+                            report.closedAt, readableText(report.text).c_str()) < 0;
         });
     }
 
