@@ -23,4 +23,6 @@ if [[ -z "${DISPLAY:-}" && -z "${WAYLAND_DISPLAY:-}" ]]; then
         "xvfb-run -a -s '-screen 0 1280x800x24' $0" >&2
     exit 1
 fi
-exec build/release/app/tarn-psk31-console --play assets/demo.wav "$@"
+# The demo goes straight to decoding; the first-run questions wait for the
+# first launch of the console itself.
+exec build/release/app/tarn-psk31-console --no-first-run --play assets/demo.wav "$@"
