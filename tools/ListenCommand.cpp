@@ -8,8 +8,9 @@
 #include "tools/CommandLine.h"
 #include "tools/DecodeRun.h"
 #include "tools/Interrupt.h"
-#include "tools/ReceivedText.h"
 #include "tools/ListenScan.h"
+#include "tools/ReceivedText.h"
+#include "tools/RigOptions.h"
 
 #include <chrono>
 #include <cstdio>
@@ -70,14 +71,9 @@ int listenCommand(int argc, char** argv) {
             }
             continue;
         }
-        if (tarn::rig::isRigOption(name)) {
-            const std::optional<std::string> value = arguments.value();
-            if (!value) {
-                return reportUsageError(command, arguments.error());
-            }
-            const std::string problem = tarn::rig::applyRigOption(rig, name, *value);
-            if (!problem.empty()) {
-                return reportUsageError(command, problem);
+        if (const std::optional<int> status = takeRigOption(arguments, rig, command)) {
+            if (*status != kExitOk) {
+                return *status;
             }
             continue;
         }

@@ -14,8 +14,6 @@
 
 namespace cli {
 
-namespace {} // namespace
-
 const char* const kLiveScanOptionsHelp =
     "  --scan               decode every PSK31 station in the band at once\n"
     "                       (the scan command's output, live); with it:\n"

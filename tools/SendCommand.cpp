@@ -8,6 +8,7 @@
 #include "rig/TransmitSequencer.h"
 #include "tools/CommandLine.h"
 #include "tools/Interrupt.h"
+#include "tools/RigOptions.h"
 
 #include <cerrno>
 #include <chrono>
@@ -83,14 +84,9 @@ int sendCommand(int argc, char** argv) {
             speaker = true;
             continue;
         }
-        if (tarn::rig::isRigOption(name)) {
-            const std::optional<std::string> value = arguments.value();
-            if (!value) {
-                return reportUsageError(command, arguments.error());
-            }
-            const std::string problem = tarn::rig::applyRigOption(rig, name, *value);
-            if (!problem.empty()) {
-                return reportUsageError(command, problem);
+        if (const std::optional<int> status = takeRigOption(arguments, rig, command)) {
+            if (*status != kExitOk) {
+                return *status;
             }
             continue;
         }
