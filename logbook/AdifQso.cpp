@@ -10,14 +10,6 @@ namespace logbook {
 
 namespace {
 
-std::string upper(std::string_view text) {
-    std::string result(text);
-    for (char& c : result) {
-        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    }
-    return result;
-}
-
 // "14.070350": MHz with six decimals is the hertz exactly.
 std::string megahertz(int64_t hz) {
     char text[40];
@@ -127,7 +119,7 @@ AdifRecord toAdifRecord(const Qso& qso) {
             record.push_back({name, std::move(value)});
         }
     };
-    add("CALL", upper(qso.call));
+    add("CALL", upperCase(qso.call));
     add("QSO_DATE", adifDate(qso.timeOn));
     add("TIME_ON", adifTime(qso.timeOn));
     add("QSO_DATE_OFF", adifDate(qso.timeOff));
@@ -138,15 +130,15 @@ AdifRecord toAdifRecord(const Qso& qso) {
     }
     add("BAND", canonicalBand(band));
     add("FREQ", qso.frequencyHz > 0 ? megahertz(qso.frequencyHz) : "");
-    add("MODE", upper(qso.mode));
-    add("SUBMODE", upper(qso.submode));
+    add("MODE", upperCase(qso.mode));
+    add("SUBMODE", upperCase(qso.submode));
     add("RST_SENT", qso.rstSent);
     add("RST_RCVD", qso.rstReceived);
     add("NAME", qso.name);
     add("QTH", qso.qth);
     add("GRIDSQUARE", qso.gridsquare);
     add("COMMENT", qso.comment);
-    add("STATION_CALLSIGN", upper(qso.stationCallsign));
+    add("STATION_CALLSIGN", upperCase(qso.stationCallsign));
     add("MY_GRIDSQUARE", qso.myGridsquare);
     for (const auto& [name, value] : qso.otherFields) {
         record.push_back({name, value});
@@ -179,7 +171,7 @@ std::optional<Qso> qsoFromRecord(const AdifRecord& record, std::string* why) {
     Qso qso;
     qso.mode.clear();
     qso.submode.clear();
-    qso.call = upper(*call);
+    qso.call = upperCase(*call);
     qso.timeOn = toSeconds(*parseAdifDate(*date)) + *parseAdifTime(*timeOn);
     qso.timeOff = qso.timeOn;
     std::optional<UtcTime> dateOff;
@@ -196,9 +188,9 @@ std::optional<Qso> qsoFromRecord(const AdifRecord& record, std::string* why) {
         } else if (n == "BAND") {
             qso.band = canonicalBand(v);
         } else if (n == "MODE") {
-            qso.mode = upper(v);
+            qso.mode = upperCase(v);
         } else if (n == "SUBMODE") {
-            qso.submode = upper(v);
+            qso.submode = upperCase(v);
         } else if (n == "RST_SENT") {
             qso.rstSent = v;
         } else if (n == "RST_RCVD") {
@@ -212,7 +204,7 @@ std::optional<Qso> qsoFromRecord(const AdifRecord& record, std::string* why) {
         } else if (n == "COMMENT") {
             qso.comment = v;
         } else if (n == "STATION_CALLSIGN") {
-            qso.stationCallsign = upper(v);
+            qso.stationCallsign = upperCase(v);
         } else if (n == "MY_GRIDSQUARE") {
             qso.myGridsquare = v;
         } else {
@@ -264,7 +256,7 @@ std::vector<std::string> checkRecord(const AdifRecord& record) {
             fault(n, v, "not in the band enumeration");
         } else if ((n == "FREQ" || n == "FREQ_RX") && !parseMegahertz(v)) {
             fault(n, v, "not a positive number of MHz");
-        } else if (n == "MODE" && !listed(kModes, upper(v))) {
+        } else if (n == "MODE" && !listed(kModes, upperCase(v))) {
             fault(n, v, "not in the mode enumeration");
         } else if ((n == "GRIDSQUARE" || n == "MY_GRIDSQUARE") && !isLocator(v)) {
             fault(n, v, "not a Maidenhead locator");
@@ -287,9 +279,9 @@ std::vector<std::string> checkRecord(const AdifRecord& record) {
     if (submode != nullptr) {
         if (mode == nullptr) {
             fault("SUBMODE", *submode, "without a MODE");
-        } else if (upper(*mode) == "PSK" && !listed(kPskSubmodes, upper(*submode))) {
+        } else if (upperCase(*mode) == "PSK" && !listed(kPskSubmodes, upperCase(*submode))) {
             fault("SUBMODE", *submode, "not a submode of PSK");
-        } else if (upper(*submode) == "PSK31" && upper(*mode) != "PSK") {
+        } else if (upperCase(*submode) == "PSK31" && upperCase(*mode) != "PSK") {
             fault("SUBMODE", *submode, "belongs to MODE PSK");
         }
     }

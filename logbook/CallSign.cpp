@@ -1,4 +1,5 @@
 #include "logbook/CallSign.h"
+#include "logbook/Qso.h"
 
 #include <array>
 #include <cctype>
@@ -83,10 +84,7 @@ std::optional<CallSign> parseCallSign(std::string_view word) {
     if (word.empty() || word.size() > 20) {
         return std::nullopt;
     }
-    std::string upper(word);
-    for (char& c : upper) {
-        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    }
+    const std::string upper = upperCase(word);
     std::vector<std::string> parts;
     size_t start = 0;
     for (size_t slash = upper.find('/');; slash = upper.find('/', start)) {

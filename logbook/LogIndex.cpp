@@ -10,36 +10,28 @@ namespace logbook {
 
 namespace {
 
-std::string upper(std::string_view text) {
-    std::string result(text);
-    for (char& c : result) {
-        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    }
-    return result;
-}
-
 std::string stationKey(std::string_view call) {
     if (const std::optional<CallSign> parsed = parseCallSign(call)) {
         return parsed->base;
     }
-    return upper(call);
+    return upperCase(call);
 }
 
 } // namespace
 
 std::string LogIndex::duplicateKey(const Qso& qso) {
-    return upper(qso.call) + '|' + canonicalBand(qso.band) + '|' + upper(qso.mode);
+    return upperCase(qso.call) + '|' + canonicalBand(qso.band) + '|' + upperCase(qso.mode);
 }
 
 void LogIndex::add(Qso qso) {
     const std::string station = stationKey(qso.call);
     const auto found = byStation.find(station);
     if (found == byStation.end()) {
-        byStation.emplace(station, WorkedBefore{upper(qso.call), qso.timeOn, 1});
+        byStation.emplace(station, WorkedBefore{upperCase(qso.call), qso.timeOn, 1});
     } else {
         ++found->second.count;
         if (qso.timeOn >= found->second.timeOn) {
-            found->second.call = upper(qso.call);
+            found->second.call = upperCase(qso.call);
             found->second.timeOn = qso.timeOn;
         }
     }

@@ -1,5 +1,6 @@
 #include "logbook/Qso.h"
 
+#include <cctype>
 #include <cstdio>
 
 namespace logbook {
@@ -39,6 +40,14 @@ int64_t floorDiv(int64_t a, int64_t b) {
 }
 
 } // namespace
+
+std::string upperCase(std::string_view text) {
+    std::string result(text);
+    for (char& c : result) {
+        c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    }
+    return result;
+}
 
 int daysInMonth(int year, int month) {
     static constexpr int kDays[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};

@@ -46,6 +46,9 @@ struct UtcTime {
     int second = 0;
 };
 
+// `text` in ASCII upper case (calls, modes and ADIF names compare so).
+std::string upperCase(std::string_view text);
+
 // Days in a month of the proleptic Gregorian calendar.
 int daysInMonth(int year, int month);
 // UTC seconds of a calendar time (no range checks; use validDate first).
