@@ -20,35 +20,6 @@ namespace {
 
 const char* const kCommand = "log";
 
-void printLogHelp(std::FILE* out) {
-    std::fputs("usage: tarn-psk31 log add --call CALL [OPTIONS]\n"
-               "       tarn-psk31 log list [--since DATE]\n"
-               "       tarn-psk31 log export -o FILE.adi [--since DATE]\n"
-               "       tarn-psk31 log import FILE.adi\n"
-               "       tarn-psk31 log check\n"
-               "The station log, an ADIF 3.1 file that contacts are only ever appended to.\n"
-               "import skips contacts already in the log (same call, band and mode within\n"
-               "10 minutes); check reads the file strictly and tests every field's format.\n\n"
-               "options:\n"
-               "  --log FILE            the log (default $XDG_DATA_HOME/tarn-psk31/log.adi,\n"
-               "                        else ~/.local/share/tarn-psk31/log.adi)\n"
-               "  --since DATE          only contacts from DATE (YYYY-MM-DD, UTC) on\n"
-               "  -o, --output FILE     where export writes (replaced whole, or left alone)\n"
-               "add:\n"
-               "  --call CALL           the other station (required)\n"
-               "  --date DATE           UTC date of the contact (default today)\n"
-               "  --time HH:MM[:SS]     UTC time on (default now)\n"
-               "  --time-off HH:MM[:SS] UTC time off (default the time on; the next day when\n"
-               "                        earlier)\n"
-               "  --freq MHZ            RF frequency in MHz; sets the band\n"
-               "  --band BAND           ADIF band (20m, 70cm ...) when no frequency is known\n"
-               "  --mode MODE --submode SUBMODE   (default PSK / PSK31)\n"
-               "  --rst-sent R --rst-rcvd R --name N --qth Q --locator GRID --comment TEXT\n"
-               "  --my-call CALL --my-locator GRID   your own call and locator\n"
-               "  -h, --help            show this help\n",
-               out);
-}
-
 int64_t nowSeconds() {
     return std::chrono::duration_cast<std::chrono::seconds>(
                std::chrono::system_clock::now().time_since_epoch())
@@ -80,6 +51,107 @@ struct LogOptions {
     std::optional<int> timeOff;
     std::optional<double> frequencyMhz;
 };
+
+// Every option that takes a value, in the order the help lists them: what
+// the help says of it and where its value goes. A text option fills its field
+// of the contact as given; any other is read by `parse`, which returns false
+// for a value that is not `expected`.
+struct ValueOption {
+    const char* name;
+    const char* shortName; // or null
+    const char* placeholder;
+    const char* help; // '\n' continues in the help's text column
+    bool forAdd;      // listed under "add:"
+    std::string logbook::Qso::*text;
+    bool (*parse)(LogOptions&, const std::string&) = nullptr;
+    const char* expected = nullptr;
+};
+
+bool readDay(std::optional<int64_t>& day, const std::string& value) {
+    day = logbook::parseDayArgument(value);
+    return day.has_value();
+}
+
+bool readClock(std::optional<int>& clock, const std::string& value) {
+    clock = parseClock(value);
+    return clock.has_value();
+}
+
+constexpr const char* kDate = "a date YYYY-MM-DD";
+constexpr const char* kClock = "a time HH:MM or HH:MM:SS";
+using logbook::Qso;
+
+const ValueOption kValueOptions[] = {
+    {"--log", nullptr, "FILE",
+     "the log (default $XDG_DATA_HOME/tarn-psk31/log.adi,\nelse ~/.local/share/tarn-psk31/log.adi)",
+     false, nullptr,
+     [](LogOptions& o, const std::string& v) {
+         o.log = v;
+         return true;
+     }},
+    {"--since", nullptr, "DATE", "only contacts from DATE (YYYY-MM-DD, UTC) on", false, nullptr,
+     [](LogOptions& o, const std::string& v) { return readDay(o.since, v); }, kDate},
+    {"--output", "-o", "FILE", "where export writes (replaced whole, or left alone)", false,
+     nullptr,
+     [](LogOptions& o, const std::string& v) {
+         o.output = v;
+         return true;
+     }},
+    {"--call", nullptr, "CALL", "the other station (required)", true, &Qso::call},
+    {"--date", nullptr, "DATE", "UTC date of the contact (default today)", true, nullptr,
+     [](LogOptions& o, const std::string& v) { return readDay(o.date, v); }, kDate},
+    {"--time", nullptr, "HH:MM[:SS]", "UTC time on (default now)", true, nullptr,
+     [](LogOptions& o, const std::string& v) { return readClock(o.timeOn, v); }, kClock},
+    {"--time-off", nullptr, "HH:MM[:SS]",
+     "UTC time off (default the time on; the next day when\nearlier)", true, nullptr,
+     [](LogOptions& o, const std::string& v) { return readClock(o.timeOff, v); }, kClock},
+    {"--freq", nullptr, "MHZ", "RF frequency in MHz; sets the band", true, nullptr,
+     [](LogOptions& o, const std::string& v) {
+         o.frequencyMhz = parseNumber(v);
+         return o.frequencyMhz && *o.frequencyMhz > 0.0;
+     },
+     "a frequency in MHz"},
+    {"--band", nullptr, "BAND", "ADIF band (20m, 70cm ...) when no frequency is known", true,
+     &Qso::band},
+    {"--mode", nullptr, "MODE", "ADIF mode (default PSK)", true, &Qso::mode},
+    {"--submode", nullptr, "SUBMODE", "ADIF submode (default PSK31)", true, &Qso::submode},
+    {"--rst-sent", nullptr, "R", "signal report sent", true, &Qso::rstSent},
+    {"--rst-rcvd", nullptr, "R", "signal report received", true, &Qso::rstReceived},
+    {"--name", nullptr, "N", "the other operator's name", true, &Qso::name},
+    {"--qth", nullptr, "Q", "the other station's location", true, &Qso::qth},
+    {"--locator", nullptr, "GRID", "the other station's locator", true, &Qso::gridsquare},
+    {"--comment", nullptr, "TEXT", "a note on the contact", true, &Qso::comment},
+    {"--my-call", nullptr, "CALL", "your own call", true, &Qso::stationCallsign},
+    {"--my-locator", nullptr, "GRID", "your own locator", true, &Qso::myGridsquare},
+};
+
+void printLogHelp(std::FILE* out) {
+    std::fputs("usage: tarn-psk31 log add --call CALL [OPTIONS]\n"
+               "       tarn-psk31 log list [--since DATE]\n"
+               "       tarn-psk31 log export -o FILE.adi [--since DATE]\n"
+               "       tarn-psk31 log import FILE.adi\n"
+               "       tarn-psk31 log check\n"
+               "The station log, an ADIF 3.1 file that contacts are only ever appended to.\n"
+               "import skips contacts already in the log (same call, band and mode within\n"
+               "10 minutes); check reads the file strictly and tests every field's format.\n\n"
+               "options:\n",
+               out);
+    bool addListed = false;
+    for (const ValueOption& option : kValueOptions) {
+        if (option.forAdd && !addListed) {
+            std::fputs("add:\n", out);
+            addListed = true;
+        }
+        std::string usage = option.shortName ? std::string(option.shortName) + ", " : "";
+        usage += std::string(option.name) + " " + option.placeholder;
+        std::string help = option.help;
+        for (size_t at = help.find('\n'); at != std::string::npos; at = help.find('\n', at + 1)) {
+            help.insert(at + 1, 24, ' ');
+        }
+        std::fprintf(out, "  %-21s %s\n", usage.c_str(), help.c_str());
+    }
+    std::fputs("  -h, --help            show this help\n", out);
+}
 
 bool readContacts(const std::filesystem::path& path, logbook::LogContents& contents) {
     std::string error;
@@ -293,21 +365,6 @@ int logCommand(int argc, char** argv) {
     LogOptions options;
     ArgumentReader arguments(argc, argv);
     logbook::Qso& qso = options.qso;
-    // Text options of add, by name, and where each value goes.
-    const std::pair<const char*, std::string*> textOptions[] = {
-        {"--call", &qso.call},
-        {"--band", &qso.band},
-        {"--mode", &qso.mode},
-        {"--submode", &qso.submode},
-        {"--rst-sent", &qso.rstSent},
-        {"--rst-rcvd", &qso.rstReceived},
-        {"--name", &qso.name},
-        {"--qth", &qso.qth},
-        {"--locator", &qso.gridsquare},
-        {"--comment", &qso.comment},
-        {"--my-call", &qso.stationCallsign},
-        {"--my-locator", &qso.myGridsquare},
-    };
     while (arguments.next()) {
         const std::string& option = arguments.option();
         if (option == "--help" || option == "-h") {
@@ -338,47 +395,21 @@ int logCommand(int argc, char** argv) {
             }
             return reportUsageError(kCommand, arguments.error());
         }
-        bool handled = false;
-        for (const auto& [name, target] : textOptions) {
-            if (option == name) {
-                *target = *value;
-                handled = true;
+        const ValueOption* known = nullptr;
+        for (const ValueOption& candidate : kValueOptions) {
+            if (option == candidate.name ||
+                (candidate.shortName && option == candidate.shortName)) {
+                known = &candidate;
             }
         }
-        if (handled) {
-            continue;
-        }
-        if (option == "--log") {
-            options.log = *value;
-        } else if (option == "--since") {
-            options.since = logbook::parseDayArgument(*value);
-            if (!options.since) {
-                return reportUsageError(kCommand, "--since " + cli::quoted(*value) +
-                                                      " is not a date YYYY-MM-DD");
-            }
-        } else if (option == "-o" || option == "--output") {
-            options.output = *value;
-        } else if (option == "--date") {
-            options.date = logbook::parseDayArgument(*value);
-            if (!options.date) {
-                return reportUsageError(kCommand, "--date " + cli::quoted(*value) +
-                                                      " is not a date YYYY-MM-DD");
-            }
-        } else if (option == "--time" || option == "--time-off") {
-            const std::optional<int> clock = parseClock(*value);
-            if (!clock) {
-                return reportUsageError(kCommand, option + " " + cli::quoted(*value) +
-                                                      " is not a time HH:MM or HH:MM:SS");
-            }
-            (option == "--time" ? options.timeOn : options.timeOff) = clock;
-        } else if (option == "--freq") {
-            options.frequencyMhz = parseNumber(*value);
-            if (!options.frequencyMhz || *options.frequencyMhz <= 0.0) {
-                return reportUsageError(kCommand, "--freq " + cli::quoted(*value) +
-                                                      " is not a frequency in MHz");
-            }
-        } else {
+        if (!known) {
             return reportUsageError(kCommand, "unknown option " + cli::quoted(option));
+        }
+        if (known->text) {
+            qso.*(known->text) = *value;
+        } else if (!known->parse(options, *value)) {
+            return reportUsageError(kCommand, option + " " + cli::quoted(*value) + " is not " +
+                                                  known->expected);
         }
     }
     if (options.subcommand.empty()) {
