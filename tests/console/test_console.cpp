@@ -5,7 +5,7 @@
 #include "console/SpectrumView.h"
 #include "log/TarnLog.h"
 #include "tests/console/ConsoleFixture.h"
-#include "tests/support/IdleSignals.h"
+#include "tests/support/TestSignals.h"
 
 #include <QCheckBox>
 #include <QFile>

@@ -7,7 +7,7 @@
 #include "console/TarnViewController.h"
 #include "settings/SettingsStore.h"
 #include "tests/console/CapturedOutput.h"
-#include "tests/support/IdleSignals.h"
+#include "tests/support/TestSignals.h"
 
 #include <QAction>
 #include <QCheckBox>

@@ -5,8 +5,6 @@
 #include "engine/Receiver.h"
 #include "engine/TarnData.h"
 #include "log/TarnLog.h"
-#include "tests/support/DriftSignals.h"
-#include "tests/support/IdleSignals.h"
 #include "tests/support/TestSignals.h"
 
 #include <gtest/gtest.h>
@@ -77,13 +75,8 @@ TEST(Receiver, SymbolClockLocksWithin40SymbolsFromAnyAlignment) {
         const int apart = (expected - lockedAtZero + 16) % 16;
         EXPECT_TRUE(apart <= 1 || apart == 15) << expected << " vs " << lockedAtZero;
         // And the text after the idle comes through whole.
-        std::string text;
-        for (size_t n = 64 * 256; n < signal.size(); ++n) {
-            receiver.processSample(signal[n]);
-        }
-        while (auto part = receiver.drainText()) {
-            text += *part;
-        }
+        const std::string text =
+            receive(receiver, std::vector<float>(signal.begin() + 64 * 256, signal.end()));
         EXPECT_TRUE(text.ends_with(kText) && text.size() <= kText.size() + 1) << text;
     }
 }
@@ -106,15 +99,13 @@ TEST(Engine, AFCPullsInAfterATapAndCopies) {
             testsignals::messageWithIdle(kText + kText + kText, carrier, 64, 8);
         testsignals::addNoise(signal, 0.1, 9);
         TarnData engine(tarn::kTabletSquelch);
-        // Tapped 1 s into the signal, at the nominal 1500 Hz.
-        const testsignals::ReceiveRun run = testsignals::runReceiver(
-            engine, signal,
-            [&](int64_t first) {
-                if (first == 8000) {
-                    engine.setFrequency(1500.0);
-                }
-            },
-            [&](int64_t) { return carrier; }, 12 * 8000);
+        // Tapped 1 s into the signal, at the nominal 1500 Hz; tracking
+        // within half a hertz from 12 s on.
+        const std::span<const float> all(signal);
+        testsignals::runReceiver(engine, all.first(8000));
+        engine.setFrequency(1500.0);
+        const testsignals::ReceiveRun run =
+            testsignals::runReceiver(engine, all.subspan(8000), carrier, 11 * 8000);
         EXPECT_LT(run.largestTrackingError, 0.5);
         EXPECT_NE(run.text.find(kText), std::string::npos) << run.text;
     }

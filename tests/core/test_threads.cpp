@@ -5,8 +5,6 @@
 // still decoding. The main thread takes a fixed number of steps, so nothing
 // depends on how fast either thread runs.
 #include "engine/TarnData.h"
-#include "tests/support/DriftSignals.h"
-#include "tests/support/IdleSignals.h"
 #include "tests/support/TestSignals.h"
 
 #include <gtest/gtest.h>
@@ -81,10 +79,9 @@ TEST(Threads, TuningAndReadingWhileTheAudioThreadReceives) {
     tarn.setAutomaticFrequencyControl(false);
     tarn.setFrequency(1500.0);
     tarn.setBackgroundNoiseLevel(-20.0f);
-    testsignals::runReceiver(tarn, std::vector<float>(onAir.begin(), onAir.begin() + 32 * 256));
-    const std::string after =
-        testsignals::runReceiver(tarn, std::vector<float>(onAir.begin() + 32 * 256, onAir.end()))
-            .text;
+    const std::span<const float> all(onAir);
+    testsignals::runReceiver(tarn, all.first(32 * 256));
+    const std::string after = testsignals::runReceiver(tarn, all.subspan(32 * 256)).text;
     EXPECT_NE(after.find("CQ CQ de DL1ABC pse k"), std::string::npos) << after;
 }
 

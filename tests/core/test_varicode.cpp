@@ -1,57 +1,17 @@
+// Varicode at its edges: received runs that are trimmed, malformed or in no
+// entry, and the framing of what is sent. (Every byte's pattern both ways is
+// pinned by the golden encode and decode of all 256 bytes.)
 #include "varicode/varicode.h"
 
 #include "log/TarnLog.h"
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <set>
 #include <string>
 
 namespace {
 
-bool isValidPattern(const std::string& p) {
-    return !p.empty() && p.front() == '1' && p.back() == '1' && p.find("00") == std::string::npos &&
-           p.find_first_not_of("01") == std::string::npos;
-}
-
 const std::string kZero(1, '\0'); // what an unknown or malformed run decodes to
-
-TEST(VaricodeTable, PatternsAreDistinctValidAndCountedByLength) {
-    std::set<std::string> seen;
-    std::array<int, 13> byLength{};
-    for (unsigned code = 0; code < 256; ++code) {
-        const std::string p = varicode::pattern(code);
-        EXPECT_TRUE(isValidPattern(p)) << code;
-        seen.insert(p);
-        ASSERT_LE(p.size(), 12u);
-        ++byLength[p.size()];
-    }
-    EXPECT_EQ(seen.size(), 256u);
-    EXPECT_EQ(byLength, (std::array<int, 13>{0, 1, 1, 2, 3, 5, 8, 13, 21, 34, 55, 89, 24}));
-
-    const std::pair<unsigned, const char*> rows[] = {
-        {0, "1010101011"},    {1, "1011011011"},   {2, "1011101101"},   {3, "1101110111"},
-        {10, "11101"},        {13, "11111"},       {32, "1"},           {48, "10110111"},
-        {65, "1111101"},      {69, "1110111"},     {97, "1011"},        {101, "11"},
-        {127, "1110110101"},  {128, "1110111101"}, {129, "1110111111"}, {130, "1111010101"},
-        {255, "101101011011"}};
-    for (auto [code, p] : rows) {
-        EXPECT_STREQ(varicode::pattern(code), p) << code;
-    }
-}
-
-// Each byte goes on the air as 8 idle zeros, "00", its pattern, "00", 8 idle
-// zeros; the pattern plus its first separator zero decodes back to the byte.
-TEST(Varicode, EveryCodeEncodesAndDecodesBackToItself) {
-    varicode codec;
-    for (unsigned code = 0; code < 256; ++code) {
-        const std::string pattern = varicode::pattern(code);
-        EXPECT_EQ(codec.renderVaricodeString(8, std::string(1, static_cast<char>(code)), 8),
-                  std::string(10, '0') + pattern + std::string(10, '0'));
-        EXPECT_EQ(codec.parseVaricodeChar(pattern + "0"), std::string(1, static_cast<char>(code)));
-    }
-}
 
 TEST(Varicode, ReceivedRunsAreTrimmedAndLookedUp) {
     varicode codec;
