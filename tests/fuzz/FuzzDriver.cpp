@@ -20,6 +20,7 @@
 #include <iterator>
 #include <random>
 #include <string>
+#include <string_view>
 #include <sys/resource.h>
 #include <unistd.h>
 
@@ -38,13 +39,16 @@ constexpr uint32_t kInteresting[] = {0,          1,          2,      0x7F, 0x80,
                                      0x7FFF,     0x8000,     0xFFFF, 8000, 44100, 0x7FFFFFFF,
                                      0x80000000, 0xFFFFFFFF, 16,     24,   32,    1024};
 
-Bytes mutate(const Bytes& seed, const std::vector<Bytes>& seeds, std::mt19937_64& random) {
+Bytes mutate(const Bytes& seed, const std::vector<Bytes>& seeds,
+             std::span<const char* const> dictionary, std::mt19937_64& random) {
     Bytes data = seed;
     const auto below = [&](size_t n) { return n == 0 ? size_t{0} : size_t(random() % n); };
     const int steps = 1 + static_cast<int>(below(8));
     for (int step = 0; step < steps; ++step) {
         const size_t at = below(data.size() + 1);
-        switch (below(8)) {
+        // The dictionary step is drawn only where there is one, so a target
+        // without one keeps the inputs its seeds always made.
+        switch (below(dictionary.empty() ? 8 : 9)) {
         case 0: // flip a bit
             if (!data.empty()) {
                 data[below(data.size())] ^= static_cast<uint8_t>(1u << below(8));
@@ -84,11 +88,16 @@ Bytes mutate(const Bytes& seed, const std::vector<Bytes>& seeds, std::mt19937_64
         case 6: // cut the end off
             data.resize(at);
             break;
-        default: { // the tail of another seed
+        case 7: { // the tail of another seed
             const Bytes& other = seeds[below(seeds.size())];
             const size_t from = below(other.size());
             data.resize(at);
             data.insert(data.end(), other.begin() + static_cast<ptrdiff_t>(from), other.end());
+            break;
+        }
+        default: { // a token
+            const std::string_view token = dictionary[below(dictionary.size())];
+            data.insert(data.begin() + static_cast<ptrdiff_t>(at), token.begin(), token.end());
         }
         }
     }
@@ -158,9 +167,10 @@ int main(int argc, char** argv) {
     long done = 0;
     for (; done < runs; ++done) {
         // Every seed runs unchanged first.
-        const Bytes data = done < static_cast<long>(seeds.size())
-                               ? seeds[static_cast<size_t>(done)]
-                               : mutate(seeds[random() % seeds.size()], seeds, random);
+        const Bytes data =
+            done < static_cast<long>(seeds.size())
+                ? seeds[static_cast<size_t>(done)]
+                : mutate(seeds[random() % seeds.size()], seeds, target.dictionary, random);
         if (!saveFolder.empty()) {
             save(saveFolder, data, done);
         }

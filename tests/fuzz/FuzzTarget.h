@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 struct FuzzTarget {
@@ -16,6 +17,8 @@ struct FuzzTarget {
     // Valid or nearly valid inputs that mutations start from.
     std::vector<std::vector<uint8_t>> (*seeds)();
     void (*run)(const uint8_t* data, size_t size);
+    // Tokens of the input's language that mutations splice in; may be empty.
+    std::span<const char* const> dictionary = {};
 };
 
 const FuzzTarget& fuzzTarget();
