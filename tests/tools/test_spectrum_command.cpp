@@ -3,32 +3,26 @@
 #include "audiofile/AudioFile.h"
 #include "tools/PngWriter.h"
 
-#include "tests/support/ScratchDirectoryTest.h"
+#include "tests/tools/CliTest.h"
+
 #include <QImage>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iterator>
-#include <sys/wait.h>
 #include <vector>
-
-namespace fs = std::filesystem;
 
 namespace {
 
-std::vector<uint8_t> slurp(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return std::vector<uint8_t>(std::istreambuf_iterator<char>(in), {});
-}
-
 QImage readPng(const std::vector<uint8_t>& file) {
     return QImage::fromData(file.data(), static_cast<int>(file.size()), "PNG");
+}
+
+QImage readPng(const std::string& file) {
+    return QImage::fromData(reinterpret_cast<const uchar*>(file.data()),
+                            static_cast<int>(file.size()), "PNG");
 }
 
 TEST(PngWriter, WritesAPictureThatReadsBack) {
@@ -48,7 +42,7 @@ TEST(PngWriter, WritesAPictureThatReadsBack) {
     EXPECT_THROW(cli::encodePng(0, 0, {}), std::invalid_argument);
 }
 
-class SpectrumCommand : public ScratchDirectoryTest {
+class SpectrumCommand : public CliTest {
 protected:
     // A recording of a steady tone at `first` Hz for `seconds`, then as long
     // at `second` Hz.
@@ -63,36 +57,24 @@ protected:
                                              audiofile::SampleFormat::float32));
         return path(name);
     }
-
-    // Runs the program; returns its exit status, stderr in `errors`.
-    int run(const std::string& arguments) {
-        const std::string line = std::string(TARN_PSK31_PROGRAM) + " spectrum " + arguments + " >" +
-                                 path(".out") + " 2>" + path(".err");
-        const int status = std::system(line.c_str());
-        const std::vector<uint8_t> err = slurp(path(".err"));
-        errors.assign(err.begin(), err.end());
-        fs::remove(path(".out"));
-        fs::remove(path(".err"));
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    }
-
-    std::string errors;
 };
 
 TEST_F(SpectrumCommand, DrawsTheWaterfallNewestRowOnTopAndWritesTheRawRows) {
     // 5 s at 1000 Hz, then 5 s at 2000 Hz: 78 rows of 1024 samples.
     const std::string input = tones("tones.wav", 5.0, 1000.0, 2000.0);
-    ASSERT_EQ(run(input + " -o " + path("w.png") + " --raw " + path("rows.f32")), 0) << errors;
-    EXPECT_EQ(std::distance(fs::directory_iterator(directory), {}), 3);
+    const Outcome drawn = run({"spectrum", input, "-o", path("w.png"), "--raw", path("rows.f32")});
+    ASSERT_EQ(drawn.status, 0) << drawn.err;
+    EXPECT_EQ(listing(), (std::vector<std::string>{"rows.f32", "tones.wav", "w.png"}));
 
     // 512 rows of 1024 little-endian floats, newest first, levels 0 .. 3;
     // rows the recording never reached are still empty.
-    const std::vector<uint8_t> raw = slurp(path("rows.f32"));
+    const std::string raw = slurp(path("rows.f32"));
     ASSERT_EQ(raw.size(), 512u * 1024u * 4u);
     std::vector<float> rows(512 * 1024);
     for (size_t i = 0; i < rows.size(); ++i) {
-        const uint32_t bits = uint32_t{raw[4 * i]} | uint32_t{raw[4 * i + 1]} << 8 |
-                              uint32_t{raw[4 * i + 2]} << 16 | uint32_t{raw[4 * i + 3]} << 24;
+        const auto byte = [&](size_t at) { return uint32_t{static_cast<uint8_t>(raw[at])}; };
+        const uint32_t bits =
+            byte(4 * i) | byte(4 * i + 1) << 8 | byte(4 * i + 2) << 16 | byte(4 * i + 3) << 24;
         std::memcpy(&rows[i], &bits, 4);
         ASSERT_TRUE(rows[i] >= 0.0f && rows[i] <= 3.0f) << i;
     }
@@ -127,24 +109,26 @@ TEST_F(SpectrumCommand, DrawsTheWaterfallNewestRowOnTopAndWritesTheRawRows) {
 TEST_F(SpectrumCommand, BadRequestsLeaveNoFilesBehind) {
     const std::string input = tones("tones.wav", 1.5, 1000.0, 1000.0);
     const std::string shortInput = tones("short.wav", 0.05, 1000.0, 1000.0);
-    const std::string out = " -o " + path("w.png") + " --raw " + path("rows.f32");
-    const std::pair<std::string, std::string> cases[] = {
-        {input, "-o OUT.png"},
-        {path("missing.wav") + out, "missing.wav"},
-        {shortInput + out, "shorter than one spectrum row"},
-        {input + " -o " + path("nowhere/w.png"), "nowhere/w.png"},
-        {input + " -o " + input, "also an input"},
-        {input + " -o " + path("w.png") + " --raw " + path("w.png"), "different files"},
-        {input + out + " --frequency x", "--frequency"},
-        {input + out + " --bogus", "--bogus"},
+    const std::string png = path("w.png");
+    const std::string raw = path("rows.f32");
+    // Refusals of an output that is an input are tested with the other commands'.
+    const std::pair<std::vector<std::string>, std::string> cases[] = {
+        {{input}, "-o OUT.png"},
+        {{path("missing.wav"), "-o", png, "--raw", raw}, "missing.wav"},
+        {{shortInput, "-o", png, "--raw", raw}, "shorter than one spectrum row"},
+        {{input, "-o", path("nowhere/w.png")}, "nowhere/w.png"},
+        {{input, "-o", png, "--raw", raw, "--frequency", "x"}, "--frequency"},
+        {{input, "-o", png, "--raw", raw, "--bogus"}, "--bogus"},
     };
     for (const auto& [arguments, words] : cases) {
-        SCOPED_TRACE(arguments);
-        EXPECT_EQ(run(arguments), 2);
-        EXPECT_NE(errors.find(words), std::string::npos) << errors;
+        SCOPED_TRACE(testing::PrintToString(arguments));
+        std::vector<std::string> command = {"spectrum"};
+        command.insert(command.end(), arguments.begin(), arguments.end());
+        const Outcome result = run(command);
+        EXPECT_EQ(result.status, 2);
+        EXPECT_NE(result.err.find(words), std::string::npos) << result.err;
     }
-    // Only the two recordings.
-    EXPECT_EQ(std::distance(fs::directory_iterator(directory), {}), 2);
+    EXPECT_EQ(listing(), (std::vector<std::string>{"short.wav", "tones.wav"}));
 }
 
 } // namespace
