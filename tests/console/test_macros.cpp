@@ -95,43 +95,6 @@ private slots:
         output.playing.reset();
     }
 
-    // Each escape through the macro button's pass (processMacro: only \S and
-    // \\ are expanded, \X sends) and through the pass before every send
-    // (processMacroBeforeOutput), each applied to the text as written.
-    void escapeTable() {
-        struct Row {
-            const char16_t* text;
-            const char16_t* firstPass;
-            const char16_t* secondPass;
-        };
-        const Row rows[] = {
-            {u"de \\C", u"de \\C", u"de AB1CD"},
-            {u"QTH \\L.", u"QTH \\L.", u"QTH ."}, // location never set
-            {u"\\S op", u"DL2XYZ op", u"DL2XYZ op"},
-            {u"a\\nb", u"a\\nb", u"a\nb"},
-            {u"a\\\\b", u"a\\b", u"a\\b"},
-            {u"\\X", nullptr, u"\\X"}, // the first pass sends (sendEscapeSends...)
-            {u"\\q\\c", u"\\q\\c", u"\\q\\c"},
-            {u"end\\", u"end\\", u"end\\"},
-            {u"\\\\n", u"\\n", u"\\n"},
-            {u"caf\u00e9 \u0141!", u"caf A!", u"caf A!"}, // low 8 bits, ASCII only
-        };
-        for (const Row& row : rows) {
-            const QString text = QString::fromUtf16(row.text);
-            if (row.firstPass != nullptr) {
-                field()->clear();
-                console->processMacro(text);
-                QVERIFY2(field()->text() == QString::fromUtf16(row.firstPass),
-                         qPrintable("first pass: " + text));
-                QVERIFY(!engine().isSending());
-            }
-            field()->setText(text);
-            console->processMacroBeforeOutput();
-            QVERIFY2(field()->text() == QString::fromUtf16(row.secondPass),
-                     qPrintable("second pass: " + text));
-        }
-    }
-
     void typedTextIsSentEchoedAndASecondSendWaitsForTheFirst() {
         // On the toolbar the TX indicator is shown through the action holding it.
         QAction* txHolder = nullptr;
