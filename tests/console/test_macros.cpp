@@ -158,12 +158,6 @@ private slots:
         QCOMPARE(field()->text(), QString());
     }
 
-    void doubledBackslashBeforeNBecomesALineFeedOnTheAir() {
-        console->processMacro(QStringLiteral("x\\\\ny"));
-        pressReturn();
-        verifySent(QStringLiteral("x\ny\n"));
-    }
-
     void charactersAbove127() {
         // Typed: dropped. In the call sign: sent whole, as code 233.
         store->setCallsign(QString::fromUtf16(u"F6\u00e9"));
