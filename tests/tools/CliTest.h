@@ -5,7 +5,6 @@
 #include "tests/support/ScratchDirectoryTest.h"
 
 #include <gtest/gtest.h>
-#include <sndfile.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -14,7 +13,6 @@
 #include <sstream>
 #include <string>
 #include <sys/wait.h>
-#include <tuple>
 #include <vector>
 
 struct Outcome {
@@ -36,15 +34,6 @@ inline size_t countOf(const std::string& text, const std::string& part) {
         ++count;
     }
     return count;
-}
-
-// libsndfile's view of a file: format, rate and channel count.
-inline std::tuple<int, int, int> described(const std::string& file) {
-    SF_INFO info{};
-    if (SNDFILE* opened = sf_open(file.c_str(), SFM_READ, &info)) {
-        sf_close(opened);
-    }
-    return {info.format, info.samplerate, info.channels};
 }
 
 // `text` in the shell's single quotes.
