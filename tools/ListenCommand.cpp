@@ -43,7 +43,7 @@ void printListenHelp(std::FILE* out) {
                  "%s"
                  "radio control (the RF frequency is shown when the rig reports its dial):\n"
                  "%s",
-                 kReceiveOptionsHelp, kLiveScanOptionsHelp, tarn::rig::rigOptionsHelp());
+                 kReceiveOptionsHelp, liveScanOptionsHelp(), tarn::rig::rigOptionsHelp());
 }
 
 } // namespace
