@@ -77,17 +77,7 @@ int runLiveScan(const tarnaudio::AudioHostOptions& audio, const LiveScanOptions&
             spotting->text(piece, rfHz ? std::llround(*rfHz) : 0, wallClock());
         }
         if (options.jsonLines) {
-            std::string rf;
-            if (rfHz) {
-                char buffer[48];
-                std::snprintf(buffer, sizeof buffer, ", \"rf\": %.1f", *rfHz);
-                rf = buffer;
-            }
-            writeFailed |= std::printf("{\"t\": %.3f, \"ch\": %d, \"freq\": %.1f%s, \"snr\": %.1f, "
-                                       "\"imd\": %s, \"text\": \"%s\"}\n",
-                                       piece.seconds, piece.channel, piece.frequency, rf.c_str(),
-                                       piece.snrDb, decibelText(piece.imdDb, "null").c_str(),
-                                       jsonText(piece.text).c_str()) < 0;
+            writeFailed |= !printTextPiece(piece, rfHz);
             writeFailed |= std::fflush(stdout) != 0;
         }
     });
@@ -98,11 +88,7 @@ int runLiveScan(const tarnaudio::AudioHostOptions& audio, const LiveScanOptions&
             spotting->closed(report, rfHz ? std::llround(*rfHz) : 0, wallClock());
         }
         if (!options.jsonLines) {
-            writeFailed |=
-                std::printf("ch %-3d %7.1f Hz  SNR %5.1f dB  IMD %5s dB  %7.1f-%-7.1f s  %s\n",
-                            report.id, report.frequency, report.snrDb,
-                            decibelText(report.imdDb, "-").c_str(), report.openedAt,
-                            report.closedAt, readableText(report.text).c_str()) < 0;
+            writeFailed |= !printChannelReport(report);
             writeFailed |= std::fflush(stdout) != 0;
         }
     });

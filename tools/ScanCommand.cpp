@@ -127,11 +127,7 @@ int scanCommand(int argc, char** argv) {
             spotting->text(piece, 0, clock(piece.seconds));
         }
         if (jsonLines) {
-            writeFailed |= std::printf("{\"t\": %.3f, \"ch\": %d, \"freq\": %.1f, \"snr\": %.1f, "
-                                       "\"imd\": %s, \"text\": \"%s\"}\n",
-                                       piece.seconds, piece.channel, piece.frequency, piece.snrDb,
-                                       decibelText(piece.imdDb, "null").c_str(),
-                                       jsonText(piece.text).c_str()) < 0;
+            writeFailed |= !printTextPiece(piece, std::nullopt);
         }
     });
     scan.setReportSink([&](const scanner::ChannelReport& report) {
@@ -139,11 +135,7 @@ int scanCommand(int argc, char** argv) {
             spotting->closed(report, 0, clock(report.closedAt));
         }
         if (!jsonLines) {
-            writeFailed |=
-                std::printf("ch %-3d %7.1f Hz  SNR %5.1f dB  IMD %5s dB  %7.1f-%-7.1f s  %s\n",
-                            report.id, report.frequency, report.snrDb,
-                            decibelText(report.imdDb, "-").c_str(), report.openedAt,
-                            report.closedAt, readableText(report.text).c_str()) < 0;
+            writeFailed |= !printChannelReport(report);
         }
     });
 

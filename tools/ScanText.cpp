@@ -96,4 +96,22 @@ std::string decibelText(const std::optional<double>& value, const char* none) {
     return buffer;
 }
 
+bool printTextPiece(const scanner::TextPiece& piece, std::optional<double> rfHz) {
+    char rf[48] = "";
+    if (rfHz) {
+        std::snprintf(rf, sizeof rf, ", \"rf\": %.1f", *rfHz);
+    }
+    return std::printf("{\"t\": %.3f, \"ch\": %d, \"freq\": %.1f%s, \"snr\": %.1f, \"imd\": %s, "
+                       "\"text\": \"%s\"}\n",
+                       piece.seconds, piece.channel, piece.frequency, rf, piece.snrDb,
+                       decibelText(piece.imdDb, "null").c_str(), jsonText(piece.text).c_str()) >= 0;
+}
+
+bool printChannelReport(const scanner::ChannelReport& report) {
+    return std::printf("ch %-3d %7.1f Hz  SNR %5.1f dB  IMD %5s dB  %7.1f-%-7.1f s  %s\n",
+                       report.id, report.frequency, report.snrDb,
+                       decibelText(report.imdDb, "-").c_str(), report.openedAt, report.closedAt,
+                       readableText(report.text).c_str()) >= 0;
+}
+
 } // namespace cli

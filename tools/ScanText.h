@@ -30,4 +30,11 @@ std::string readableText(const std::string& bytes);
 // A reading in dB with one decimal, or `none` when there is none.
 std::string decibelText(const std::optional<double>& value, const char* none);
 
+// Writes a piece of text to stdout as one JSON line, with "rf" (Hz) when
+// the RF frequency is known. False when stdout refused it.
+bool printTextPiece(const scanner::TextPiece& piece, std::optional<double> rfHz);
+// Writes a channel's report to stdout as one readable line. False when
+// stdout refused it.
+bool printChannelReport(const scanner::ChannelReport& report);
+
 } // namespace cli
