@@ -109,6 +109,7 @@ void BandScanning::applySettings() {
 }
 
 void BandScanning::refresh() {
+    spotQueuedText();
     std::vector<scanner::ChannelSnapshot> now = channels();
     std::vector<ChannelMarkers::Marker> marks;
     marks.reserve(now.size());
@@ -169,7 +170,6 @@ void BandScanning::spotQueuedText() {
 }
 
 void BandScanning::timerEvent(QTimerEvent*) {
-    spotQueuedText();
     refresh();
 }
 

@@ -70,7 +70,8 @@ public:
 
     // (Re)starts the scanner from the stored settings, or stops it.
     void applySettings();
-    // Shows the scanner's channels in the panel and on the display.
+    // Spots the calls in the channels' text since the last refresh, and
+    // shows the channels in the panel and on the display.
     void refresh();
     // Tunes the main receiver to `frequency` (Hz) with AFC on.
     void tuneTo(double frequency);
