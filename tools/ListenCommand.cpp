@@ -105,6 +105,9 @@ int listenCommand(int argc, char** argv) {
         }
     }
 
+    if (const std::optional<std::string> problem = liveScanUsageProblem(scan)) {
+        return reportUsageError(command, *problem);
+    }
     if (const std::string problem = tarn::rig::validateRigConfig(rig); !problem.empty()) {
         return reportUsageError(command, problem);
     }

@@ -33,19 +33,27 @@ std::optional<int> takeLiveScanOption(ArgumentReader& arguments, LiveScanOptions
         options.enabled = true;
         return kExitOk;
     }
-    if (std::optional<int> taken =
-            takeScanOption(arguments, options.config, options.jsonLines, command)) {
-        return taken;
+    std::optional<int> taken =
+        takeScanOption(arguments, options.config, options.jsonLines, command);
+    if (!taken) {
+        taken = takeScanSpottingOption(arguments, options.spotting, command);
     }
-    return takeScanSpottingOption(arguments, options.spotting, command);
+    if (taken && options.firstScanOption.empty()) {
+        options.firstScanOption = arguments.option();
+    }
+    return taken;
+}
+
+std::optional<std::string> liveScanUsageProblem(const LiveScanOptions& options) {
+    if (!options.enabled && !options.firstScanOption.empty()) {
+        return options.firstScanOption + " needs --scan";
+    }
+    return scanSpottingUsageProblem(options.spotting);
 }
 
 int runLiveScan(const tarnaudio::AudioHostOptions& audio, const LiveScanOptions& options,
                 const tarn::rig::RigConnection* rig, const char* command) {
     if (const std::optional<std::string> problem = scanner::configProblem(options.config)) {
-        return reportUsageError(command, *problem);
-    }
-    if (const std::optional<std::string> problem = scanSpottingUsageProblem(options.spotting)) {
         return reportUsageError(command, *problem);
     }
     std::unique_ptr<ScanSpotting> spotting;

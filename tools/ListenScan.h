@@ -11,6 +11,7 @@
 #include "tools/ScanSpotting.h"
 
 #include <optional>
+#include <string>
 
 namespace tarn::rig {
 class RigConnection;
@@ -23,6 +24,7 @@ struct LiveScanOptions {
     scanner::ScannerConfig config;
     bool jsonLines = false;
     ScanSpottingOptions spotting;
+    std::string firstScanOption; // the first of the options above given, --scan aside
 };
 
 // The scanner's and spotting's options, for listen's help.
@@ -34,6 +36,10 @@ const char* liveScanOptionsHelp();
 // is not, kExitOk when taken, else the usage error's status.
 std::optional<int> takeLiveScanOption(ArgumentReader& arguments, LiveScanOptions& options,
                                       const char* command);
+
+// A one-line reason when the options cannot be used as given (a scanner
+// option without --scan), or nothing.
+std::optional<std::string> liveScanUsageProblem(const LiveScanOptions& options);
 
 // Scans the input of `audio` until Ctrl-C or SIGTERM; `rig` (may be null)
 // gives the dial frequency. Returns the exit status.
