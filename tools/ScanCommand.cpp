@@ -147,6 +147,10 @@ int scanCommand(int argc, char** argv) {
         auto got = reader.read(block.data(), static_cast<int64_t>(block.size()));
         if (!got) {
             progress.finish();
+            if (spotting) { // the calls heard up to the damage still go
+                scan.finish();
+                spotting->finish(clock(scan.seconds()), command);
+            }
             return reportUsageError(command, got.error().message);
         }
         if (got.value() == 0) {
