@@ -1,39 +1,29 @@
 // The band scanner's stations spotted from the console: two stations
 // decoded on the scanner's channels reach a collector listening here, each
-// call once, without a frequency (no rig), after the collector's address
-// was looked up away from the main thread.
+// call once, after the collector's address was looked up away from the main
+// thread.
 #include "console/BandScanning.h"
 #include "console/QsoLogging.h"
 #include "console/Spotting.h"
 #include "tests/console/ConsoleFixture.h"
 #include "tests/support/BandSignals.h"
+#include "tests/support/LocalUdpSocket.h"
 
 #include <QTest>
-
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 class TestBandSpotting : public QObject {
     Q_OBJECT
 
 private slots:
     void scannerChannelsSpotTheirCalls() {
-        const int collector = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        QVERIFY(collector >= 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        QCOMPARE(::bind(collector, reinterpret_cast<sockaddr*>(&address), size), 0);
-        QCOMPARE(::getsockname(collector, reinterpret_cast<sockaddr*>(&address), &size), 0);
+        const LocalUdpSocket collector;
+        QVERIFY(collector.port() != 0);
 
         ConsoleFixture fixture;
         fixture.store->setCallsign("DL1ABC");
         fixture.store->setLocation("JO62qm");
         fixture.store->setSpottingEnabled(true);
-        fixture.store->setSpottingAddress(QString("127.0.0.1:%1").arg(ntohs(address.sin_port)));
+        fixture.store->setSpottingAddress(QString("127.0.0.1:%1").arg(collector.port()));
         QsoLogging& logging = *fixture.console->qsoLogging();
         int64_t clock = 1714564800; // 2024-05-01 12:00 UTC
         logging.setClock([&clock] { return clock; });
@@ -58,14 +48,11 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(
             [&] {
                 logging.receiverTick({}, status); // sends once the address is known
-                char bytes[2048];
-                const ssize_t got = ::recv(collector, bytes, sizeof bytes, MSG_DONTWAIT);
-                if (got > 0)
-                    datagram.assign(bytes, static_cast<size_t>(got));
+                if (const std::vector<uint8_t> bytes = collector.receive(); !bytes.empty())
+                    datagram.assign(bytes.begin(), bytes.end());
                 return !datagram.empty();
             }(),
             10000);
-        ::close(collector);
         QCOMPARE(logging.spotting().pendingCount(), size_t(0));
         for (const char* call : {"K1ABC", "G4XYZ", "DL1ABC", "JO62qm"}) {
             const size_t first = datagram.find(call);

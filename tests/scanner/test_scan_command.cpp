@@ -5,16 +5,13 @@
 #include "tests/support/BandSignals.h"
 #include "tests/support/CommandRun.h"
 #include "tests/support/IpfixCollector.h"
+#include "tests/support/LocalUdpSocket.h"
 #include "tests/support/ScratchDirectoryTest.h"
 
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
 #include <map>
-#include <netinet/in.h>
 #include <regex>
-#include <sys/socket.h>
-#include <unistd.h>
 
 namespace {
 
@@ -123,27 +120,19 @@ TEST_F(ScanCommandTest, SpotsEachCallHeardOnceToTheCollector) {
     ASSERT_FALSE(audiofile::writeWavFile(path("cq.wav"), audio.data(),
                                          static_cast<int64_t>(audio.size()),
                                          audiofile::SampleFormat::float32));
-    const int collector = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    ASSERT_GE(collector, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    ASSERT_EQ(::bind(collector, reinterpret_cast<sockaddr*>(&address), size), 0);
-    ASSERT_EQ(::getsockname(collector, reinterpret_cast<sockaddr*>(&address), &size), 0);
+    const LocalUdpSocket collector;
+    ASSERT_NE(collector.port(), 0);
 
     const CommandOutcome outcome = run({path("cq.wav"), "--spot", "--spot-host",
-                                        "127.0.0.1:" + std::to_string(ntohs(address.sin_port)),
+                                        "127.0.0.1:" + std::to_string(collector.port()),
                                         "--callsign", "DL1ABC", "--locator", "JO62qm"});
     ASSERT_EQ(outcome.status, 0) << outcome.err;
     EXPECT_NE(outcome.err.find("2 calls spotted"), std::string::npos) << outcome.err;
 
     testipfix::Collector reader;
     std::map<std::string, int> calls;
-    std::vector<uint8_t> bytes(65536);
-    for (ssize_t got; (got = ::recv(collector, bytes.data(), bytes.size(), MSG_DONTWAIT)) > 0;) {
-        const testipfix::Datagram datagram =
-            reader.read(std::vector<uint8_t>(bytes.begin(), bytes.begin() + got));
+    for (std::vector<uint8_t> bytes; !(bytes = collector.receive()).empty();) {
+        const testipfix::Datagram datagram = reader.read(bytes);
         for (const auto& [set, record] : datagram.records) {
             if (set == 0x9992) {
                 EXPECT_EQ(testipfix::field(record, 2).text, "DL1ABC");
@@ -160,6 +149,5 @@ TEST_F(ScanCommandTest, SpotsEachCallHeardOnceToTheCollector) {
             ++calls[testipfix::field(record, 1).text];
         }
     }
-    ::close(collector);
     EXPECT_EQ(calls, (std::map<std::string, int>{{"G4XYZ", 1}, {"K1ABC", 1}}));
 }
