@@ -5,6 +5,7 @@
 #include "console/QsoForm.h"
 #include "console/QsoLogging.h"
 #include "console/SpectrumView.h"
+#include "console/Spotting.h"
 #include "console/TarnViewController.h"
 #include "log/TarnLog.h"
 #include "settings/ScannerSettings.h"
@@ -86,17 +87,29 @@ void BandScanning::applySettings() {
         tarnLog("Band scanner off: %s\n", problem->c_str());
     } else if (config.enabled) {
         next = std::make_unique<scanner::Scanner>(config);
+        next->setTextSink([this](const scanner::TextPiece& piece) {
+            queue({piece.channel, piece.frequency, piece.snrDb, piece.text, false});
+        });
+        next->setReportSink([this](const scanner::ChannelReport& report) {
+            queue({report.id, report.frequency, report.snrDb, {}, true});
+        });
     }
     {
         const std::lock_guard<std::mutex> lock(feeding);
         scanner.swap(next);
     }
-    // The old scanner goes here, outside the lock.
+    // The old scanner goes here, outside the lock; its channels' text with it.
     next.reset();
+    {
+        const std::lock_guard<std::mutex> lock(receivedLock);
+        received.clear();
+    }
+    channelCalls.reset();
     refresh();
 }
 
 void BandScanning::refresh() {
+    spotQueuedText();
     std::vector<scanner::ChannelSnapshot> now = channels();
     std::vector<ChannelMarkers::Marker> marks;
     marks.reserve(now.size());
@@ -123,6 +136,37 @@ void BandScanning::tuneTo(double frequency) {
     console.afcOnOff()->setChecked(true);
     engine.setAutomaticFrequencyControl(true);
     console.updateFrequencyDisplay();
+}
+
+void BandScanning::queue(ChannelText piece) {
+    if (!spotting.load(std::memory_order_relaxed))
+        return;
+    const std::lock_guard<std::mutex> lock(receivedLock);
+    received.push_back(std::move(piece));
+}
+
+void BandScanning::spotQueuedText() {
+    QsoLogging& logging = *console.qsoLogging();
+    const bool on = logging.spotting().active();
+    spotting.store(on, std::memory_order_relaxed);
+    spotNow.clear();
+    {
+        const std::lock_guard<std::mutex> lock(receivedLock);
+        spotNow.swap(received);
+    }
+    if (!on) {
+        channelCalls.reset();
+        return;
+    }
+    for (const ChannelText& piece : spotNow) {
+        callsFound.clear();
+        if (piece.closed)
+            channelCalls.closed(piece.channel, callsFound);
+        else
+            channelCalls.feed(piece.channel, piece.text, callsFound);
+        for (const std::string& call : callsFound)
+            logging.channelHeard(call, piece.frequency, piece.snrDb);
+    }
 }
 
 void BandScanning::timerEvent(QTimerEvent*) {

@@ -11,19 +11,28 @@
 // ("Band scanner" on the settings screen) take effect when the screen is
 // accepted; the scanner starts afresh then.
 //
+// While spotting is on, each channel's text is also searched for the calls
+// heard (a matcher per channel, dropped when the channel closes or the
+// scanner starts afresh), and each call found is spotted with the
+// channel's carrier and SNR.
+//
 // Threads: feed() on the input thread; everything else on the main thread.
 // The scanner is only replaced on the main thread, under `feeding`, which
 // feed() holds while it uses it; the main thread reads snapshots without
-// that lock (only it ever replaces the scanner).
+// that lock (only it ever replaces the scanner). The scanner's text and
+// closed channels reach the main thread through `received`, a short queue
+// under its own lock, emptied on each refresh.
 #pragma once
 
 #include "audio/InputConsumer.h"
 #include "console/ChannelMarkers.h"
+#include "reporting/ChannelCalls.h"
 #include "scanner/Scanner.h"
 
 #include <QObject>
 #include <QPointer>
 
+#include <atomic>
 #include <memory>
 #include <mutex>
 #include <span>
@@ -61,7 +70,8 @@ public:
 
     // (Re)starts the scanner from the stored settings, or stops it.
     void applySettings();
-    // Shows the scanner's channels in the panel and on the display.
+    // Spots the calls in the channels' text since the last refresh, and
+    // shows the channels in the panel and on the display.
     void refresh();
     // Tunes the main receiver to `frequency` (Hz) with AFC on.
     void tuneTo(double frequency);
@@ -71,6 +81,18 @@ protected:
     void timerEvent(QTimerEvent* event) override;
 
 private:
+    // What a channel decoded, or (with `closed`) that it closed.
+    struct ChannelText {
+        int channel = 0;
+        double frequency = 0.0; // carrier, Hz
+        double snrDb = 0.0;
+        std::string text;
+        bool closed = false;
+    };
+    // The scanner's sinks (input thread).
+    void queue(ChannelText piece);
+    // Spots the calls in the text queued since the last refresh.
+    void spotQueuedText();
     void extendSettingsScreen(SettingsViewController& screen);
 
     TarnViewController& console;
@@ -79,4 +101,10 @@ private:
     QPointer<ChannelMarkers> channelMarkers; // made anew with each display view
     std::mutex feeding;
     std::unique_ptr<scanner::Scanner> scanner;
+    std::atomic<bool> spotting{false}; // text is queued only while spotting is on
+    std::mutex receivedLock;
+    std::vector<ChannelText> received; // under receivedLock
+    std::vector<ChannelText> spotNow;  // the main thread's copy, reused
+    reporting::ChannelCalls channelCalls;
+    std::vector<std::string> callsFound;
 };

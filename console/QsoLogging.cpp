@@ -119,6 +119,11 @@ void QsoLogging::receiverTick(std::string_view received, const tarn::EngineStatu
     spotter->poll(time);
 }
 
+void QsoLogging::channelHeard(const std::string& call, double audioHz, double snrDb) {
+    spotter->heard(call, rfFrequencyHz(audioHz).value_or(0), static_cast<int>(std::lround(snrDb)),
+                   now());
+}
+
 bool QsoLogging::logContact() {
     openLog(); // the log file setting may have changed
     QString problem;

@@ -20,6 +20,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 
 class CallCapture;
@@ -51,6 +52,9 @@ public:
     // Each refresh tick: the text drained from the receiver this tick
     // (possibly none) and the engine's state; feeds and polls the spotting.
     void receiverTick(std::string_view text, const tarn::EngineStatus& status);
+    // A call heard on a band scanner's channel at `audioHz` (its carrier):
+    // spotted with its RF frequency when the rig reports its dial.
+    void channelHeard(const std::string& call, double audioHz, double snrDb);
     // A transmission was accepted: the first to a call sets time on.
     void transmissionStarted();
     // The rig's dial frequency and sideband, or nothing while no rig is

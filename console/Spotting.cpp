@@ -13,30 +13,82 @@ int snrDecibels(float signalLevel, float noiseLevel) {
     return static_cast<int>(std::lround(db));
 }
 
-Spotting::Spotting()
-    : sinkFactory([this](const reporting::HostPort& to, std::string& error) {
-          socket = std::make_unique<reporting::UdpSender>();
-          if (!socket->open(to, error)) {
-              socket.reset();
-              return reporting::Spotter::Sink();
-          }
-          reporting::UdpSender* sender = socket.get();
-          return reporting::Spotter::Sink([sender](const std::vector<uint8_t>& datagram) {
-              std::string why;
-              if (!sender->send(datagram, why))
-                  tarnLog("Spot report not sent: %s\n", why.c_str());
-          });
-      }) {}
+class Spotting::Link {
+public:
+    // Datagrams go to `sink` when there is one, else to a UDP socket opened
+    // once the lookup of `to` has found it.
+    Link(const reporting::HostPort& to, std::string address,
+         const reporting::ReceiverInfo& receiver, reporting::Spotter::Sink sink)
+        : destination(to), address(std::move(address)), direct(bool(sink)),
+          spotter(receiver, direct ? std::move(sink) : socketSink(), std::random_device{}()) {
+        if (!direct)
+            lookup.emplace(to);
+    }
+
+    // True once datagrams can go; until then takes the lookup's answer when
+    // it comes, or starts another lookup after a failed one.
+    bool ready(int64_t now) {
+        if (direct || socket.isOpen())
+            return true;
+        if (!lookup) {
+            if (now < retryAt)
+                return false;
+            lookup.emplace(destination);
+        }
+        const reporting::ResolvedAddress* answer = lookup->result();
+        if (answer == nullptr)
+            return false;
+        std::string error;
+        const bool opened = socket.open(*answer, error);
+        lookup.reset();
+        if (!opened) {
+            if (!failureLogged)
+                tarnLog("Spotting: cannot reach %s: %s; trying again every %lld s\n",
+                        address.c_str(), error.c_str(),
+                        static_cast<long long>(kLookupRetrySeconds));
+            failureLogged = true;
+            retryAt = now + kLookupRetrySeconds;
+        }
+        return opened;
+    }
+    // The first lookup has ended one way or the other.
+    bool settled() const { return direct || socket.isOpen() || failureLogged; }
+    reporting::Spotter& spots() { return spotter; }
+    const reporting::Spotter& spots() const { return spotter; }
+
+private:
+    reporting::Spotter::Sink socketSink() {
+        return [this](const std::vector<uint8_t>& datagram) {
+            std::string why;
+            if (!socket.send(datagram, why))
+                tarnLog("Spot report not sent: %s\n", why.c_str());
+        };
+    }
+
+    reporting::HostPort destination;
+    std::string address; // as the settings give it, for the log
+    std::optional<reporting::AddressLookup> lookup;
+    int64_t retryAt = 0;
+    bool failureLogged = false;
+    bool direct; // datagrams go to a sink of the owner's, not a socket
+    reporting::UdpSender socket;
+    reporting::Spotter spotter;
+};
+
+Spotting::Spotting() = default;
 
 Spotting::~Spotting() = default;
 
 std::string Spotting::configure(const Setup& setup, int64_t now) {
-    if (setup == current && (spotter || !problem.empty() || !setup.enabled))
+    if (setup == current && (link || !problem.empty() || !setup.enabled))
         return problem;
-    if (spotter)
-        spotter->flush(now);
-    spotter.reset();
-    socket.reset();
+    if (link && link->spots().pendingCount() > 0) {
+        if (link->ready(now))
+            link->spots().flush(now);
+        else
+            retiring.push_back(std::move(link));
+    }
+    link.reset();
     matcher.reset();
     current = setup;
     problem.clear();
@@ -51,20 +103,22 @@ std::string Spotting::configure(const Setup& setup, int64_t now) {
         problem = "the spotting address is not host:port: " + setup.address;
         return problem;
     }
-    reporting::Spotter::Sink sink = sinkFactory(*to, problem);
-    if (!sink) {
-        problem = "cannot reach " + setup.address + ": " + problem;
-        return problem;
-    }
     const reporting::ReceiverInfo receiver{setup.callsign, setup.locator,
                                            "tarn-psk31 " + std::string(logbook::programVersion())};
-    spotter =
-        std::make_unique<reporting::Spotter>(receiver, std::move(sink), std::random_device{}());
+    reporting::Spotter::Sink sink;
+    if (sinkFactory) {
+        sink = sinkFactory(*to, problem);
+        if (!sink) {
+            problem = "cannot reach " + setup.address + ": " + problem;
+            return problem;
+        }
+    }
+    link = std::make_unique<Link>(*to, setup.address, receiver, std::move(sink));
     return problem;
 }
 
 void Spotting::received(std::string_view text, int64_t frequencyHz, int snrDb, int64_t now) {
-    if (!spotter)
+    if (!link)
         return;
     found.clear();
     matcher.feed(text, found);
@@ -77,17 +131,31 @@ void Spotting::retuned() {
 }
 
 void Spotting::heard(const std::string& call, int64_t frequencyHz, int snrDb, int64_t now) {
-    if (!spotter)
+    if (!link)
         return;
     reporting::Spot spot;
     spot.call = call;
     spot.frequencyHz = frequencyHz;
     spot.snrDb = snrDb;
     spot.heardAt = now;
-    spotter->heard(std::move(spot));
+    link->spots().heard(std::move(spot));
 }
 
 void Spotting::poll(int64_t now) {
-    if (spotter)
-        spotter->poll(now);
+    if (link && link->ready(now))
+        link->spots().poll(now);
+    // An earlier setup's spots go at once when its collector is found; when
+    // it cannot be found they are given up with the one line in the log.
+    std::erase_if(retiring, [now](const std::unique_ptr<Link>& old) {
+        if (old->ready(now))
+            old->spots().flush(now);
+        return old->settled();
+    });
+}
+
+size_t Spotting::pendingCount() const {
+    size_t count = link ? link->spots().pendingCount() : 0;
+    for (const std::unique_ptr<Link>& old : retiring)
+        count += old->spots().pendingCount();
+    return count;
 }

@@ -2,10 +2,15 @@
 // text goes through a heard-call matcher, each call found becomes a spot
 // with its RF frequency (when a rig reports the dial) and SNR, and the
 // spotter sends them from one UDP socket at the times the network asks for.
+// The band scanner's channels hand their calls in through heard().
 //
 // Switched on and off, and pointed elsewhere, by configure(), which the
 // console calls with the settings of the moment; nothing is sent while it is
-// off or the settings lack a call sign or locator. Main thread only.
+// off or the settings lack a call sign or locator. The collector's name is
+// looked up on a thread of its own (a slow name server must not freeze the
+// console): spots heard meanwhile wait in the spotter, and poll() opens the
+// socket once the answer is in. A failed lookup is logged once and tried
+// again every five minutes. Main thread only.
 #pragma once
 
 #include "logbook/HeardCalls.h"
@@ -15,6 +20,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,7 +35,9 @@ public:
 
         bool operator==(const Setup&) const = default;
     };
-    // Where datagrams go; the default opens a UDP socket to the address.
+    static constexpr int64_t kLookupRetrySeconds = 300;
+    // Where datagrams go instead of a UDP socket (a test's own collector);
+    // an empty sink, with the reason in `error`, when there is none.
     using SinkFactory =
         std::function<reporting::Spotter::Sink(const reporting::HostPort&, std::string& error)>;
 
@@ -37,10 +45,10 @@ public:
     ~Spotting();
 
     // Applies the settings; a change starts afresh (pending spots of the old
-    // setup are sent first). Returns why spotting is off although enabled,
-    // or "".
+    // setup are sent first, once its collector is found). Returns why
+    // spotting is off although enabled, or "".
     std::string configure(const Setup& setup, int64_t now);
-    bool active() const { return spotter != nullptr; }
+    bool active() const { return link != nullptr; }
 
     // Text received by the main receiver. `frequencyHz` is the RF frequency
     // (0 without a rig), `snrDb` the signal-to-noise ratio.
@@ -52,17 +60,22 @@ public:
     // Sends what is due; call on the console's timer.
     void poll(int64_t now);
 
-    size_t pendingCount() const { return spotter ? spotter->pendingCount() : 0; }
+    // Spots waiting, of this setup and of earlier ones still being sent.
+    size_t pendingCount() const;
+    // Takes effect with the next change of setup.
     void setSinkFactory(SinkFactory factory) { sinkFactory = std::move(factory); }
 
 private:
+    // One collector: its name's lookup, the socket and the spotter.
+    class Link;
+
     Setup current;
     std::string problem;
     SinkFactory sinkFactory;
     logbook::HeardCallMatcher matcher;
     std::vector<std::string> found;
-    std::unique_ptr<reporting::UdpSender> socket;
-    std::unique_ptr<reporting::Spotter> spotter;
+    std::unique_ptr<Link> link;
+    std::vector<std::unique_ptr<Link>> retiring; // earlier setups waiting for their lookup
 };
 
 // A signal's SNR in whole dB from two of the engine's levels (natural logs

@@ -6,6 +6,8 @@
 #include <netdb.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
+#include <system_error>
+#include <thread>
 #include <unistd.h>
 
 namespace reporting {
@@ -64,35 +66,69 @@ UdpSender::~UdpSender() {
     }
 }
 
-bool UdpSender::open(const HostPort& destination, std::string& error) {
+ResolvedAddress resolve(const HostPort& destination) {
     addrinfo hints{};
     hints.ai_family = AF_UNSPEC;
     hints.ai_socktype = SOCK_DGRAM;
     addrinfo* found = nullptr;
     const std::string port = std::to_string(destination.port);
     const int status = ::getaddrinfo(destination.host.c_str(), port.c_str(), &hints, &found);
+    ResolvedAddress result;
     if (status != 0 || found == nullptr) {
-        error = destination.host + ": " + ::gai_strerror(status);
-        return false;
-    }
-    const int fd = ::socket(found->ai_family, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (fd < 0) {
-        error = std::string("no UDP socket: ") + std::strerror(errno);
-        ::freeaddrinfo(found);
-        return false;
+        result.error = destination.host + ": " + ::gai_strerror(status);
+        return result;
     }
     const auto* bytes = reinterpret_cast<const uint8_t*>(found->ai_addr);
-    address.assign(bytes, bytes + found->ai_addrlen);
+    result.address.assign(bytes, bytes + found->ai_addrlen);
     ::freeaddrinfo(found);
+    return result;
+}
+
+AddressLookup::AddressLookup(const HostPort& destination) {
+    std::promise<ResolvedAddress> promise;
+    answer = promise.get_future();
+    try {
+        std::thread([promise = std::move(promise), destination]() mutable {
+            promise.set_value(resolve(destination));
+        }).detach();
+    } catch (const std::system_error& failure) {
+        done =
+            ResolvedAddress{{}, destination.host + ": no thread to look it up: " + failure.what()};
+    }
+}
+
+const ResolvedAddress* AddressLookup::result() {
+    if (!done && answer.valid() &&
+        answer.wait_for(std::chrono::seconds(0)) == std::future_status::ready) {
+        done = answer.get();
+    }
+    return done ? &*done : nullptr;
+}
+
+bool UdpSender::open(const HostPort& destination, std::string& error) {
+    return open(resolve(destination), error);
+}
+
+bool UdpSender::open(const ResolvedAddress& destination, std::string& error) {
+    if (destination.address.empty()) {
+        error = destination.error;
+        return false;
+    }
+    const auto family = reinterpret_cast<const sockaddr*>(destination.address.data())->sa_family;
+    const int fd = ::socket(family, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (fd < 0) {
+        error = std::string("no UDP socket: ") + std::strerror(errno);
+        return false;
+    }
+    address = destination.address;
     if (socketFd >= 0) {
         ::close(socketFd);
     }
     socketFd = fd;
     // Binding now fixes the source port before the first datagram.
     sockaddr_storage local{};
-    local.ss_family = reinterpret_cast<const sockaddr*>(address.data())->sa_family;
-    const socklen_t localSize =
-        local.ss_family == AF_INET6 ? sizeof(sockaddr_in6) : sizeof(sockaddr_in);
+    local.ss_family = family;
+    const socklen_t localSize = family == AF_INET6 ? sizeof(sockaddr_in6) : sizeof(sockaddr_in);
     if (::bind(socketFd, reinterpret_cast<sockaddr*>(&local), localSize) != 0) {
         error = std::string("cannot bind a UDP port: ") + std::strerror(errno);
         ::close(socketFd);

@@ -43,7 +43,7 @@ void printListenHelp(std::FILE* out) {
                  "%s"
                  "radio control (the RF frequency is shown when the rig reports its dial):\n"
                  "%s",
-                 kReceiveOptionsHelp, kLiveScanOptionsHelp, tarn::rig::rigOptionsHelp());
+                 kReceiveOptionsHelp, liveScanOptionsHelp(), tarn::rig::rigOptionsHelp());
 }
 
 } // namespace
@@ -105,6 +105,9 @@ int listenCommand(int argc, char** argv) {
         }
     }
 
+    if (const std::optional<std::string> problem = liveScanUsageProblem(scan)) {
+        return reportUsageError(command, *problem);
+    }
     if (const std::string problem = tarn::rig::validateRigConfig(rig); !problem.empty()) {
         return reportUsageError(command, problem);
     }

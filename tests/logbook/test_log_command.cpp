@@ -3,54 +3,32 @@
 #include "logbook/Adif.h"
 #include "logbook/AdifQso.h"
 
+#include "tests/support/CommandRun.h"
 #include "tests/support/ScratchDirectoryTest.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <fstream>
-#include <regex>
-#include <sstream>
-#include <sys/wait.h>
 #include <tuple>
 
 namespace {
 
-struct Outcome {
-    int status;
-    std::string out;
-    std::string err;
-};
-
-std::string slurp(const std::string& file) {
-    std::ifstream in(file, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
+using Outcome = CommandOutcome;
 
 class LogCommandTest : public ScratchDirectoryTest {
 protected:
-    Outcome run(const std::vector<std::string>& arguments, const std::string& environment = "") {
-        std::string line = environment + " '" TARN_PSK31_PROGRAM "' log";
-        for (const std::string& argument : arguments) {
-            line += " '" + std::regex_replace(argument, std::regex("'"), "'\\''") + "'";
-        }
-        line += " >" + path(".out") + " 2>" + path(".err");
-        const int status = std::system(line.c_str());
-        Outcome outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(path(".out")),
-                        slurp(path(".err"))};
-        std::filesystem::remove(path(".out"));
-        std::filesystem::remove(path(".err"));
-        return outcome;
+    Outcome run(std::vector<std::string> arguments, const std::string& environment = "") {
+        arguments.insert(arguments.begin(), "log");
+        return runCommand(TARN_PSK31_PROGRAM, arguments, directory, environment);
     }
 };
 
-} // namespace
-
-size_t lines(const std::string& text) {
-    return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
+size_t lineCount(const std::string& text) {
+    return lines(text).size();
 }
+
+} // namespace
 
 TEST_F(LogCommandTest, AddListExportImportAndCheck) {
     const std::string log = path("log.adi");
@@ -70,9 +48,9 @@ TEST_F(LogCommandTest, AddListExportImportAndCheck) {
     EXPECT_NE(again.out.find("worked before: K1ABC/P on 2024-03-03"), std::string::npos)
         << again.out;
 
-    EXPECT_EQ(lines(run({"list", "--log", log}).out), 4u);
+    EXPECT_EQ(lineCount(run({"list", "--log", log}).out), 4u);
     const Outcome since = run({"list", "--log", log, "--since", "2024-03-02"});
-    EXPECT_EQ(lines(since.out), 3u);
+    EXPECT_EQ(lineCount(since.out), 3u);
     EXPECT_EQ(since.out.rfind("2024-03-02 23:55  3DA0RU       40m", 0), 0u) << since.out;
 
     const Outcome check = run({"check", "--log", log});
@@ -93,7 +71,7 @@ TEST_F(LogCommandTest, AddListExportImportAndCheck) {
               "imported 2 contacts, skipped 0 already logged, 0 unreadable\n");
     EXPECT_EQ(run({"import", exported}, environment).out,
               "imported 0 contacts, skipped 2 already logged, 0 unreadable\n");
-    EXPECT_EQ(lines(run({"list"}, environment).out), 2u);
+    EXPECT_EQ(lineCount(run({"list"}, environment).out), 2u);
     EXPECT_TRUE(std::filesystem::exists(path("xdg/tarn-psk31/log.adi")));
 }
 
@@ -131,7 +109,7 @@ TEST_F(LogCommandTest, BadInputGetsOneLineAndStatusTwo) {
         const Outcome outcome = run(withLog);
         EXPECT_EQ(outcome.status, 2) << message;
         EXPECT_NE(outcome.err.find(message), std::string::npos) << outcome.err;
-        EXPECT_EQ(lines(outcome.err), 1u) << outcome.err;
+        EXPECT_EQ(lineCount(outcome.err), 1u) << outcome.err;
     }
     EXPECT_FALSE(std::filesystem::exists(path("log.adi"))); // nothing half-done
 }

@@ -1,121 +1,25 @@
 // Spotting-network datagrams read by an IPFIX collector written from the
 // network's documentation and RFC 7011 (templates remembered across
 // datagrams, as a collector does), and the rate rules under a simulated
-// clock with 200 stations heard in one minute. (The trip through a real
-// socket is proved by the logger datagram's test.)
+// clock with 200 stations heard in one minute; the calls of a band
+// scanner's channels kept apart; the collector's name looked up off the
+// caller's thread. (The scan command's test sends through a real socket.)
+#include "reporting/ChannelCalls.h"
 #include "reporting/PskReport.h"
 #include "reporting/Spotter.h"
+#include "reporting/UdpSender.h"
+#include "tests/support/IpfixCollector.h"
 
 #include <gtest/gtest.h>
 
 #include <map>
+#include <thread>
 
 using namespace reporting;
 
 namespace {
 
-struct FieldSpec {
-    uint16_t element; // without the enterprise bit
-    uint16_t length;  // 0xffff: variable
-    uint32_t enterprise;
-    bool operator==(const FieldSpec&) const = default;
-};
-
-struct Value {
-    uint64_t number = 0;
-    std::string text;
-};
-// A data record: (element, enterprise) -> value.
-using Record = std::map<std::pair<uint16_t, uint32_t>, Value>;
-
-struct Datagram {
-    uint32_t exportTime, sequence, domain;
-    bool hadTemplates = false;
-    std::vector<uint16_t> setIds;
-    std::vector<std::pair<uint16_t, Record>> records; // with their template ids
-};
-
-// Reads datagrams, remembering templates across them; fails the test on any
-// fault of form.
-class Collector {
-public:
-    std::map<uint16_t, std::vector<FieldSpec>> templates;
-
-    Datagram read(const std::vector<uint8_t>& bytes) {
-        Datagram out{};
-        size_t at = 0;
-        const auto u8 = [&] { return at < bytes.size() ? bytes[at++] : 0; };
-        const auto u16 = [&] { return static_cast<uint16_t>(u8() << 8 | u8()); };
-        const auto u32 = [&] { return uint32_t{u16()} << 16 | u16(); };
-        EXPECT_EQ(u16(), 10);           // IPFIX version
-        EXPECT_EQ(u16(), bytes.size()); // message length
-        out.exportTime = u32();
-        out.sequence = u32();
-        out.domain = u32();
-        while (at < bytes.size()) {
-            const size_t setStart = at;
-            const uint16_t id = u16();
-            const uint16_t length = u16();
-            EXPECT_EQ(length % 4, 0) << "set " << id << " not padded";
-            EXPECT_LE(setStart + length, bytes.size());
-            const size_t setEnd = setStart + length;
-            out.setIds.push_back(id);
-            if (id == 2 || id == 3) {
-                out.hadTemplates = true;
-                while (setEnd - at >= 4 + (id == 3 ? 2 : 0) && bytes[at] != 0) {
-                    const uint16_t templateId = u16();
-                    const uint16_t count = u16();
-                    if (id == 3) {
-                        EXPECT_EQ(u16(), 0); // scope fields
-                    }
-                    std::vector<FieldSpec> fields;
-                    for (uint16_t i = 0; i < count; ++i) {
-                        const uint16_t element = u16();
-                        const uint16_t fieldLength = u16();
-                        const uint32_t enterprise = (element & 0x8000) ? u32() : 0;
-                        fields.push_back(
-                            {static_cast<uint16_t>(element & 0x7fff), fieldLength, enterprise});
-                    }
-                    templates[templateId] = fields;
-                }
-            } else {
-                const auto found = templates.find(id);
-                EXPECT_NE(found, templates.end()) << "data set " << id << " before its template";
-                if (found == templates.end()) {
-                    return out;
-                }
-                while (setEnd - at >= 4 && bytes[at] != 0) { // what remains is padding
-                    Record record;
-                    for (const FieldSpec& field : found->second) {
-                        Value value;
-                        if (field.length == 0xffff) {
-                            const uint8_t n = u8();
-                            value.text.assign(bytes.begin() + static_cast<ptrdiff_t>(at),
-                                              bytes.begin() + static_cast<ptrdiff_t>(at + n));
-                            at += n;
-                        } else {
-                            for (uint16_t i = 0; i < field.length; ++i) {
-                                value.number = value.number << 8 | u8();
-                            }
-                        }
-                        record[{field.element, field.enterprise}] = value;
-                    }
-                    out.records.push_back({id, record});
-                }
-            }
-            at = setEnd;
-        }
-        return out;
-    }
-};
-
-constexpr uint32_t kPsk = 30351;
-
-Value field(const Record& record, uint16_t element, uint32_t enterprise = kPsk) {
-    const auto found = record.find({element, enterprise});
-    EXPECT_NE(found, record.end()) << "no element " << element;
-    return found == record.end() ? Value{} : found->second;
-}
+using namespace testipfix;
 
 const ReceiverInfo kReceiver{"N0CALL", "JO62qm", "tarn-psk31 0.1.0"};
 
@@ -194,7 +98,8 @@ TEST(Spotting, RateRulesHoldWith200CallsInAMinute) {
     size_t accepted = 0;
     for (; now < start + 2 * 3600; ++now) {
         for (auto [begin, end] = schedule.equal_range(now); begin != end; ++begin) {
-            accepted += spotter.heard({begin->second, 14'070'000 + accepted, -3, "PSK31", now});
+            accepted += spotter.heard(
+                {begin->second, static_cast<int64_t>(14'070'000 + accepted), -3, "PSK31", now});
         }
         spotter.poll(now);
     }
@@ -263,4 +168,37 @@ TEST(Spotting, NeedsTheOperatorsCallAndLocator) {
             EXPECT_NE(found.find(problem), std::string::npos) << found;
         }
     }
+}
+
+// Two stations' text interleaved piece by piece never makes one call of
+// both; a channel closing judges its last word.
+TEST(Spotting, EachScannerChannelHasItsOwnMatcher) {
+    ChannelCalls calls;
+    std::vector<std::string> heard;
+    const std::pair<int, const char*> pieces[] = {
+        {1, "CQ CQ de K1"}, {2, "QRZ? de G4"}, {1, "ABC pse k "}, {2, "XYZ k "}, {3, "cq de DL0XA"},
+    };
+    for (const auto& [channel, text] : pieces) {
+        calls.feed(channel, text, heard);
+    }
+    EXPECT_EQ(heard, (std::vector<std::string>{"K1ABC", "G4XYZ"}));
+    calls.closed(3, heard);
+    calls.closed(3, heard);
+    EXPECT_EQ(heard, (std::vector<std::string>{"K1ABC", "G4XYZ", "DL0XA"}));
+    EXPECT_EQ(calls.channels(), 2u);
+}
+
+TEST(Spotting, LooksTheCollectorUpOnAThreadOfItsOwn) {
+    AddressLookup lookup({"127.0.0.1", kSpotPort});
+    const ResolvedAddress* found = nullptr;
+    while ((found = lookup.result()) == nullptr) {
+        std::this_thread::yield();
+    }
+    EXPECT_EQ(found->error, "");
+    UdpSender sender;
+    std::string error;
+    EXPECT_TRUE(sender.open(*found, error)) << error;
+    EXPECT_NE(sender.sourcePort(), 0);
+    EXPECT_FALSE(sender.open(ResolvedAddress{{}, "nowhere: not known"}, error));
+    EXPECT_EQ(error, "nowhere: not known");
 }
