@@ -66,32 +66,25 @@ void WaterfallHistory::addRow(std::span<const float, kBins> logPower) {
     std::atomic_thread_fence(std::memory_order_release);
     newest.store(row, std::memory_order_relaxed);
     std::array<std::atomic<float>, kBins>& out = rows[static_cast<size_t>(row)];
-
-    // Three linear segments: below the mean, from the mean to half way up
-    // the scale, and above. Per segment: (x - base) · scale / divisor +
-    // offset, in double, with x - base and the divisor in float.
-    const double divisors[3] = {avg - low, mid - avg, high - mid};
-    const float bases[3] = {low, avg, mid};
-    constexpr double kScales[3] = {0.15, 0.6, 1.9};
-    // The lowest segment has no offset. Adding -0.0 leaves every double
-    // exactly as it is (a -0.0 stays -0.0, a NaN stays the same NaN), so all
-    // three segments can share one expression.
-    constexpr double kOffsets[3] = {-0.0, 0.15, 0.75};
     for (int i = 0; i < kBins; ++i) {
         const float x = logPower[i];
         // The segment follows what this row held one turn of the ring ago,
-        // not the new value; the picture's contrast depends on it. Which one
-        // that is changes from bin to bin at random, so it is chosen by
-        // index, without a branch.
+        // not the new value; the picture's contrast depends on it.
         const float previous = out[static_cast<size_t>(i)].load(std::memory_order_relaxed);
-        const int aboveAverage = previous <= avg ? 0 : 1; // a NaN is above both
-        const int aboveMid = previous <= mid ? 0 : 1;
-        const int segment = aboveAverage * (1 + aboveMid);
-        const float d = x - bases[segment];
-        float y = static_cast<float>(d * kScales[segment] / divisors[segment] + kOffsets[segment]);
+        float y;
+        if (previous <= avg) {
+            y = static_cast<float>((x - low) * 0.15 / (avg - low));
+        } else if (previous <= mid) {
+            y = static_cast<float>((x - avg) * 0.6 / (mid - avg) + 0.15);
+        } else {
+            y = static_cast<float>((x - mid) * 1.9 / (high - mid) + 0.75);
+        }
         // A NaN (from a degenerate scale) passes both tests and is kept.
-        y = y < 0.0f ? 0.0f : y;
-        y = y > 3.0f ? 3.0f : y;
+        if (y < 0.0f) {
+            y = 0.0f;
+        } else if (y > 3.0f) {
+            y = 3.0f;
+        }
         out[static_cast<size_t>(i)].store(y, std::memory_order_relaxed);
     }
     sequence.store(count + 2, std::memory_order_release);
