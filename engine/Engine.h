@@ -33,11 +33,13 @@ public:
             replay();
         }
         for (const float x : samples) {
-            history.push(x);
             receiver_.processSample(x);
-            // Live samples only (never a replay) make the waterfall.
-            spectrum.push(x, waterfall_);
         }
+        // The history and the spectrum take the block whole: neither feeds
+        // the receiver within a block. Live samples only (never a replay)
+        // make the waterfall.
+        history.push(samples);
+        spectrum.push(samples, waterfall_);
     }
 
     // A full retune replays before the next block, on the audio thread.

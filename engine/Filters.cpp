@@ -11,12 +11,16 @@
 // (31.25 Hz) on.
 #include "engine/Filters.h"
 
+#include <bit>
+
 namespace tarn {
+
+namespace {
 
 // Six-decimal constants of sin²(πn/64)/64. Entries 16 and 48 (0.007812 and
 // 0.007813) round the same value differently; both are kept as they are, the
 // receiver's numbers depend on them.
-const float firstStageCoefficients[kFilterTaps] = {
+constexpr float kFirstStage[kFilterTaps] = {
     0,        0.000038, 0.00015,  0.000336, 0.000595, 0.000922, 0.001317, 0.001773,
     0.002288, 0.002856, 0.003472, 0.00413,  0.004823, 0.005545, 0.006288, 0.007047,
     0.007812, 0.008578, 0.009337, 0.01008,  0.010802, 0.011495, 0.012153, 0.012769,
@@ -26,6 +30,12 @@ const float firstStageCoefficients[kFilterTaps] = {
     0.007813, 0.007047, 0.006288, 0.005545, 0.004823, 0.00413,  0.003472, 0.002856,
     0.002288, 0.001773, 0.001317, 0.000922, 0.000595, 0.000336, 0.00015,  0.000038,
 };
+// The decimator relies on it: its sums start one sample early.
+static_assert(std::bit_cast<uint32_t>(kFirstStage[0]) == 0); // +0.0f
+
+} // namespace
+
+const float (&firstStageCoefficients)[kFilterTaps] = kFirstStage;
 
 // h[n] = h[63 - n], unit sum.
 const float secondStageCoefficients[kFilterTaps] = {

@@ -11,7 +11,8 @@ constexpr int kFilterTaps = 64;
 // First stage: Hann low-pass at 8000 Hz, gain 0.5, evaluated every 16th
 // input sample (decimation to 500 Hz). Second stage: low-pass at 500 Hz,
 // unit gain at DC, about 0.79 at 15.625 Hz, below 0.0005 from 31.25 Hz on.
-extern const float firstStageCoefficients[kFilterTaps];
+// Tap 0 of the first stage is +0.0f.
+extern const float (&firstStageCoefficients)[kFilterTaps];
 extern const float secondStageCoefficients[kFilterTaps];
 
 // One output over a circular buffer of `size` floats, ending just before

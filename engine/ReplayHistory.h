@@ -2,7 +2,10 @@
 // the receiver over what was already on the air.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <span>
 
 namespace tarn {
 
@@ -10,9 +13,16 @@ class ReplayHistory {
 public:
     static constexpr int32_t kSamples = 64000;
 
-    void push(float x) {
-        samples_[index_] = x;
-        index_ = index_ > kSamples - 2 ? 0 : index_ + 1;
+    // Appends a block of input, any length.
+    void push(std::span<const float> block) {
+        while (!block.empty()) {
+            const size_t count = std::min(static_cast<size_t>(kSamples - index_), block.size());
+            std::copy_n(block.data(), count, samples_ + index_);
+            index_ = index_ + static_cast<int32_t>(count) == kSamples
+                         ? 0
+                         : index_ + static_cast<int32_t>(count);
+            block = block.subspan(count);
+        }
     }
 
     // Calls visit(x) for every stored sample, oldest first.

@@ -7,7 +7,10 @@
 #include "engine/FFT.h"
 #include "engine/WaterfallHistory.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdint>
+#include <span>
 
 namespace tarn {
 
@@ -15,14 +18,20 @@ class SpectrumAnalyser {
 public:
     static constexpr int32_t kSize = 1024;
 
-    // One live sample; the 1024th of a block adds a row to `history`.
-    void push(float x, WaterfallHistory& history) {
-        block_[count_] = Complex{x, 0.0f};
-        const int32_t collected = count_;
-        count_ = collected + 1;
-        if (collected >= kSize - 1) {
-            count_ = 0;
-            analyse(history);
+    // Live input, any length; each 1024th sample adds a row to `history`.
+    void push(std::span<const float> samples, WaterfallHistory& history) {
+        while (!samples.empty()) {
+            const size_t count = std::min(static_cast<size_t>(kSize - count_), samples.size());
+            Complex* to = block_ + count_;
+            for (size_t n = 0; n < count; ++n) {
+                to[n] = Complex{samples[n], 0.0f};
+            }
+            count_ += static_cast<int32_t>(count);
+            samples = samples.subspan(count);
+            if (count_ == kSize) {
+                count_ = 0;
+                analyse(history);
+            }
         }
     }
 

@@ -17,6 +17,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -72,6 +73,33 @@ TEST(Filters, DecimatorAndSymbolFilterPassTheSignalAndStopWhatAliases) {
     for (const Row& row : {Row{0, 1.0, 1e-3}, Row{15.625, 0.79, 0.01}, Row{31.25, 0.0, 6e-4},
                            Row{-100, 0.0, 5e-4}}) {
         EXPECT_NEAR(symbolFilterGain(row.hertz), row.gain, row.tolerance) << row.hertz << " Hz";
+    }
+}
+
+// A sample that is not a finite number spoils every output it is part of,
+// even as the newest sample, whose tap is zero (0·∞ and 0·NaN are NaN), and
+// only those; the other side (Q here) stays finite.
+TEST(Filters, DecimatorCarriesANonFiniteSampleThroughEveryTapItMeets) {
+    const float inf = std::numeric_limits<float>::infinity();
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    for (const float bad : {inf, -inf, nan}) {
+        for (const int at : {15, 14, 0}) { // tap 0, tap 1 and tap 15 of the first output
+            SCOPED_TRACE(testing::Message() << bad << " at sample " << at);
+            tarn::Decimator decimator;
+            std::vector<bool> spoilt;
+            for (int n = 0; n < 16 * 8; ++n) {
+                const float x = n == at ? bad : 0.25f;
+                float i;
+                float q;
+                if (decimator.push(x, 0.5f, i, q)) {
+                    EXPECT_TRUE(std::isfinite(q));
+                    spoilt.push_back(!std::isfinite(i));
+                }
+            }
+            // In the four outputs that cover it, then gone.
+            EXPECT_EQ(spoilt,
+                      (std::vector<bool>{true, true, true, true, false, false, false, false}));
+        }
     }
 }
 
