@@ -30,6 +30,7 @@ int initializePortAudioQuietly() {
     snd_lib_error_set_handler(ignoreAlsaError);
     jack_set_error_function(ignoreJackMessage);
     jack_set_info_function(ignoreJackMessage);
+    const SoundLibraryCall probe;
     return Pa_Initialize();
 }
 

@@ -35,6 +35,21 @@ int16_t status16(int status) {
     return static_cast<int16_t>(status & 0xffff);
 }
 
+// PortAudio's calls that open ALSA devices, with the plugin libraries' own
+// allocations left out of a leak report (see SoundLibraryCall).
+int isFormatSupported(const PaStreamParameters* input, const PaStreamParameters* output,
+                      double rate) {
+    const SoundLibraryCall probe;
+    return Pa_IsFormatSupported(input, output, rate);
+}
+
+int openStream(PaStream** stream, const PaStreamParameters* input, const PaStreamParameters* output,
+               double rate, PaStreamFlags flags, PaStreamCallback* callback, void* user) {
+    const SoundLibraryCall open;
+    return Pa_OpenStream(stream, input, output, rate, paFramesPerBufferUnspecified, flags, callback,
+                         user);
+}
+
 } // namespace
 
 struct AudioHost::Capture {
@@ -164,7 +179,7 @@ void AudioHost::openStreams(bool logFailures) {
             for (int channels : {1, 2}) {
                 parameters.channelCount = std::min(channels, info->maxInputChannels);
                 for (double candidate : rates) {
-                    status = Pa_IsFormatSupported(&parameters, nullptr, candidate);
+                    status = isFormatSupported(&parameters, nullptr, candidate);
                     if (status == paFormatIsSupported) {
                         rate = candidate;
                         break;
@@ -178,11 +193,9 @@ void AudioHost::openStreams(bool logFailures) {
                 made->channels = parameters.channelCount;
                 made->deviceName = info->name != nullptr ? info->name : "";
                 made->blocks = std::make_unique<InputBlocks>(rate);
-                status = made->blocks->ok()
-                             ? Pa_OpenStream(&made->stream, &parameters, nullptr, rate,
-                                             paFramesPerBufferUnspecified, paClipOff,
-                                             Capture::callback, made.get())
-                             : paInsufficientMemory;
+                status = made->blocks->ok() ? openStream(&made->stream, &parameters, nullptr, rate,
+                                                         paClipOff, Capture::callback, made.get())
+                                            : paInsufficientMemory;
                 if (status == paNoError) {
                     status = Pa_StartStream(made->stream);
                     if (status != paNoError) {
@@ -230,10 +243,10 @@ int AudioHost::openPlayback(int device) {
     parameters.sampleFormat = paFloat32;
     parameters.suggestedLatency = options.outputLatency;
     double rate = options.deviceRate > 0.0 ? options.deviceRate : kEngineRate;
-    int status = Pa_IsFormatSupported(nullptr, &parameters, rate);
+    int status = isFormatSupported(nullptr, &parameters, rate);
     if (status != paFormatIsSupported && options.deviceRate <= 0.0) {
         rate = info->defaultSampleRate;
-        status = Pa_IsFormatSupported(nullptr, &parameters, rate);
+        status = isFormatSupported(nullptr, &parameters, rate);
     }
     if (status != paFormatIsSupported) {
         return status;
@@ -246,9 +259,9 @@ int AudioHost::openPlayback(int device) {
     made->playout = &playout;
     // The first buffers come from the callback (silence), so the stream
     // never starts on an empty buffer.
-    status = Pa_OpenStream(&made->stream, nullptr, &parameters, rate, paFramesPerBufferUnspecified,
-                           paClipOff | paPrimeOutputBuffersUsingStreamCallback, Playback::callback,
-                           made.get());
+    status = openStream(&made->stream, nullptr, &parameters, rate,
+                        paClipOff | paPrimeOutputBuffersUsingStreamCallback, Playback::callback,
+                        made.get());
     if (status != paNoError) {
         return status;
     }
