@@ -14,16 +14,9 @@ set -u
 
 program=${1:?usage: desktop_test.sh PATH/TO/tarn-psk31 [RUNS]}
 runs=${2:-3}
-for tool in pulseaudio parecord; do
-    if ! command -v $tool > /dev/null; then
-        echo "$tool is not installed: skipped"
-        exit 77
-    fi
-done
 
 . "$(dirname "$0")/../support/private_pulse.sh"
-listen_pid=""
-record_pid=""
+require_tools pulseaudio parecord
 live_test_setup desktop desktop record_pid listen_pid || exit 1
 
 # The receiver locks on during the leading idle spaces.

@@ -13,14 +13,9 @@
 set -u
 
 program=${1:?usage: loopback_test.sh PATH/TO/tarn-psk31}
-if ! command -v pulseaudio > /dev/null; then
-    echo "pulseaudio is not installed: skipped"
-    exit 77
-fi
 
 . "$(dirname "$0")/../support/private_pulse.sh"
-listen_pid=""
-send_pid=""
+require_tools pulseaudio
 live_test_setup loopback radio send_pid listen_pid || exit 1
 
 failures=0

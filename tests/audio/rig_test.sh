@@ -12,16 +12,9 @@
 set -u
 
 program=${1:?usage: rig_test.sh PATH/TO/tarn-psk31}
-for tool in pulseaudio rigctld rigctl; do
-    if ! command -v $tool > /dev/null; then
-        echo "$tool is not installed: skipped"
-        exit 77
-    fi
-done
 
 . "$(dirname "$0")/../support/private_pulse.sh"
-rigctld_pid=""
-send_pid=""
+require_tools pulseaudio rigctld rigctl
 live_test_setup rig radio send_pid rigctld_pid || exit 1
 
 failures=0

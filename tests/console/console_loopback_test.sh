@@ -13,15 +13,11 @@ set -u
 program=${1:?usage: console_loopback_test.sh TARN-PSK31 TEST-PROGRAM}
 console_test=${2:?usage: console_loopback_test.sh TARN-PSK31 TEST-PROGRAM}
 callsign=TARN9
-if ! command -v pulseaudio > /dev/null; then
-    echo "pulseaudio is not installed: skipped"
-    exit 77
-fi
 
 . "$(dirname "$0")/../support/private_pulse.sh"
+require_tools pulseaudio
 # ThreadSanitizer builds: Qt is not instrumented either.
 extra_tsan_suppressions="$(cd "$(dirname "$0")" && pwd)/tsan-qt-windows.supp"
-listen_pid=""
 live_test_setup console-loopback radio listen_pid || exit 1
 
 # --- The listener on the sink's monitor --------------------------------------

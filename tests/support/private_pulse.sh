@@ -87,19 +87,34 @@ CONF
     return 1
 }
 
+# Exits with 77 (the test is skipped) when one of the programs is missing.
+require_tools() { # PROGRAM...
+    local tool
+    for tool in "$@"; do
+        if ! command -v "$tool" > /dev/null; then
+            echo "$tool is not installed: skipped"
+            exit 77
+        fi
+    done
+}
+
 # The common set-up of a live test, in one call:
 #   live_test_setup NAME LAYOUT [PID-VARIABLE...]
 # makes the work directory $work (removed at exit unless KEEP_WORK is set),
 # gives ThreadSanitizer the sound libraries' suppressions (and the files in
 # $extra_tsan_suppressions), starts the server in LAYOUT ("radio" or
 # "desktop") and, at exit, stops the processes whose pids the named
-# variables hold, then the server. Returns 1 when the server does not start.
+# variables (set empty here) hold, then the server. Returns 1 when the server does not start.
 live_test_pids=()
 live_test_setup() { # NAME LAYOUT [PID-VARIABLE...]
     local support
     support=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
     work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-$1.XXXXXX")
     live_test_pids=("${@:3}")
+    local name
+    for name in "${live_test_pids[@]}"; do
+        printf -v "$name" ''
+    done
     # shellcheck disable=SC2086 # a list of files
     cat "$support/../audio/tsan_sound_libraries.supp" ${extra_tsan_suppressions:-} > "$work/tsan.supp"
     export TSAN_OPTIONS="${TSAN_OPTIONS:+$TSAN_OPTIONS:}suppressions=$work/tsan.supp"
