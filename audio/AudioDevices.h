@@ -2,9 +2,7 @@
 // device by the name the operator gave.
 #pragma once
 
-#if defined(__SANITIZE_ADDRESS__)
-#include <sanitizer/lsan_interface.h>
-#endif
+#include <portaudio.h>
 
 #include <optional>
 #include <string>
@@ -58,20 +56,13 @@ private:
     int error;
 };
 
-// Held around a PortAudio call that opens ALSA devices (Pa_Initialize's
-// probe, Pa_IsFormatSupported, Pa_OpenStream). ALSA loads a plugin module
-// for each device it opens (a52 with libavcodec, speex, upmix, pulse, ...);
-// those libraries allocate tables in their static constructors and keep
-// them in their own globals, and once ALSA unloads the module again the
-// tables look unreferenced to LeakSanitizer. They are the libraries'
-// allocations, made on this thread during the call, never ours: under
-// AddressSanitizer they are left out of the leak report, in other builds
-// this is nothing. Everything allocated outside such a call is checked.
-class SoundLibraryCall {
-#if defined(__SANITIZE_ADDRESS__)
-    __lsan::ScopedDisabler notOurs;
-#endif
-};
+// PortAudio's calls that open ALSA devices (Pa_IsFormatSupported, and
+// Pa_OpenStream with the buffer size left to the host), with the sound
+// libraries' own allocations kept out of a leak report (see the .cpp).
+int isFormatSupported(const PaStreamParameters* input, const PaStreamParameters* output,
+                      double rate);
+int openStream(PaStream** stream, const PaStreamParameters* input, const PaStreamParameters* output,
+               double rate, PaStreamFlags flags, PaStreamCallback* callback, void* user);
 
 // Pa_Initialize with the audio libraries' own complaints about absent
 // sound servers and cards kept off the terminal.

@@ -19,9 +19,6 @@ using Clock = std::chrono::steady_clock;
 constexpr auto kPumpInterval = std::chrono::milliseconds(10);
 constexpr auto kWatchInterval = std::chrono::milliseconds(500);
 constexpr auto kReopenInterval = std::chrono::seconds(2);
-// A stream that has not called back for this long is lost. A freshly
-// started sound server can take two seconds to deliver its first input.
-constexpr auto kSilenceLimit = std::chrono::seconds(5);
 // Capture buffering asked of the host: the callback only copies, so this
 // is about the sound server's delivery, not about the receiver's cost.
 constexpr double kCaptureLatency = 0.1; // seconds
@@ -35,21 +32,6 @@ int16_t status16(int status) {
     return static_cast<int16_t>(status & 0xffff);
 }
 
-// PortAudio's calls that open ALSA devices, with the plugin libraries' own
-// allocations left out of a leak report (see SoundLibraryCall).
-int isFormatSupported(const PaStreamParameters* input, const PaStreamParameters* output,
-                      double rate) {
-    const SoundLibraryCall probe;
-    return Pa_IsFormatSupported(input, output, rate);
-}
-
-int openStream(PaStream** stream, const PaStreamParameters* input, const PaStreamParameters* output,
-               double rate, PaStreamFlags flags, PaStreamCallback* callback, void* user) {
-    const SoundLibraryCall open;
-    return Pa_OpenStream(stream, input, output, rate, paFramesPerBufferUnspecified, flags, callback,
-                         user);
-}
-
 } // namespace
 
 struct AudioHost::Capture {
@@ -57,15 +39,13 @@ struct AudioHost::Capture {
     std::string deviceName;
     int channels = 1;
     std::unique_ptr<InputBlocks> blocks;
-    std::atomic<uint64_t> callbacks{0};
+    StreamWatch watch;
     std::atomic<uint64_t> overflows{0};
-    uint64_t lastCallbacks = 0;
-    Clock::time_point lastProgress;
 
     static int callback(const void* input, void*, unsigned long frames,
                         const PaStreamCallbackTimeInfo*, PaStreamCallbackFlags flags, void* user) {
         auto* self = static_cast<Capture*>(user);
-        self->callbacks.fetch_add(1, std::memory_order_relaxed);
+        self->watch.calledBack();
         if (flags & paInputOverflow) {
             self->overflows.fetch_add(1, std::memory_order_relaxed);
         }
@@ -83,15 +63,13 @@ struct AudioHost::Playback {
     int channels = 2;
     double latency = 0.0;
     Playout* playout = nullptr;
-    std::atomic<uint64_t> callbacks{0};
-    uint64_t lastCallbacks = 0;
-    Clock::time_point lastProgress;
+    StreamWatch watch;
 
     static int callback(const void*, void* output, unsigned long frames,
                         const PaStreamCallbackTimeInfo* time, PaStreamCallbackFlags flags,
                         void* user) {
         auto* self = static_cast<Playback*>(user);
-        self->callbacks.fetch_add(1, std::memory_order_relaxed);
+        self->watch.calledBack();
         // The host's clock to steady_clock, once per call; a host that gives
         // no times gets the stream's latency.
         const double ahead = time != nullptr && time->outputBufferDacTime > 0.0
@@ -161,54 +139,8 @@ void AudioHost::openStreams(bool logFailures) {
         }
     }
     if (options.input) {
-        int status = paInvalidDevice;
-        if (const std::optional<int> device = findDevice(options.inputDevice, true)) {
-            auto made = std::make_unique<Capture>();
-            const PaDeviceInfo* info = Pa_GetDeviceInfo(*device);
-            PaStreamParameters parameters{};
-            parameters.device = *device;
-            parameters.sampleFormat = paFloat32;
-            parameters.suggestedLatency = std::max(kCaptureLatency, info->defaultLowInputLatency);
-            // Mono where the device offers it, else the first of two
-            // channels; 8000 Hz where it can, else its own rate (or the one
-            // asked for).
-            const double rates[] = {options.deviceRate > 0.0 ? options.deviceRate : kEngineRate,
-                                    options.deviceRate > 0.0 ? options.deviceRate
-                                                             : info->defaultSampleRate};
-            double rate = 0.0;
-            for (int channels : {1, 2}) {
-                parameters.channelCount = std::min(channels, info->maxInputChannels);
-                for (double candidate : rates) {
-                    status = isFormatSupported(&parameters, nullptr, candidate);
-                    if (status == paFormatIsSupported) {
-                        rate = candidate;
-                        break;
-                    }
-                }
-                if (rate > 0.0) {
-                    break;
-                }
-            }
-            if (rate > 0.0) {
-                made->channels = parameters.channelCount;
-                made->deviceName = info->name != nullptr ? info->name : "";
-                made->blocks = std::make_unique<InputBlocks>(rate);
-                status = made->blocks->ok() ? openStream(&made->stream, &parameters, nullptr, rate,
-                                                         paClipOff, Capture::callback, made.get())
-                                            : paInsufficientMemory;
-                if (status == paNoError) {
-                    status = Pa_StartStream(made->stream);
-                    if (status != paNoError) {
-                        Pa_CloseStream(made->stream);
-                    }
-                }
-            }
-            if (status == paNoError) {
-                made->lastProgress = Clock::now();
-                capture = std::move(made);
-            }
-        }
-        if (!capture && logFailures) {
+        const int status = openCapture();
+        if (status != paNoError && logFailures) {
             tarnLog("Failed to create audio queue: %d\n", status16(status));
         }
     }
@@ -223,6 +155,56 @@ void AudioHost::openStreams(bool logFailures) {
             tarnLog("Failed to initialize output audio\n");
         }
     }
+}
+
+int AudioHost::openCapture() {
+    int status = paInvalidDevice;
+    if (const std::optional<int> device = findDevice(options.inputDevice, true)) {
+        auto made = std::make_unique<Capture>();
+        const PaDeviceInfo* info = Pa_GetDeviceInfo(*device);
+        PaStreamParameters parameters{};
+        parameters.device = *device;
+        parameters.sampleFormat = paFloat32;
+        parameters.suggestedLatency = std::max(kCaptureLatency, info->defaultLowInputLatency);
+        // Mono where the device offers it, else the first of two
+        // channels; 8000 Hz where it can, else its own rate (or the one
+        // asked for).
+        const double rates[] = {options.deviceRate > 0.0 ? options.deviceRate : kEngineRate,
+                                options.deviceRate > 0.0 ? options.deviceRate
+                                                         : info->defaultSampleRate};
+        double rate = 0.0;
+        for (int channels : {1, 2}) {
+            parameters.channelCount = std::min(channels, info->maxInputChannels);
+            for (double candidate : rates) {
+                status = isFormatSupported(&parameters, nullptr, candidate);
+                if (status == paFormatIsSupported) {
+                    rate = candidate;
+                    break;
+                }
+            }
+            if (rate > 0.0) {
+                break;
+            }
+        }
+        if (rate > 0.0) {
+            made->channels = parameters.channelCount;
+            made->deviceName = info->name != nullptr ? info->name : "";
+            made->blocks = std::make_unique<InputBlocks>(rate);
+            status = made->blocks->ok() ? openStream(&made->stream, &parameters, nullptr, rate,
+                                                     paClipOff, Capture::callback, made.get())
+                                        : paInsufficientMemory;
+            if (status == paNoError) {
+                status = Pa_StartStream(made->stream);
+                if (status != paNoError) {
+                    Pa_CloseStream(made->stream);
+                }
+            }
+        }
+        if (status == paNoError) {
+            capture = std::move(made);
+        }
+    }
+    return status;
 }
 
 int AudioHost::openPlayback(int device) {
@@ -278,7 +260,6 @@ int AudioHost::openPlayback(int device) {
         Pa_CloseStream(made->stream);
         return status;
     }
-    made->lastProgress = Clock::now();
     playback = std::move(made);
     return paNoError;
 }
@@ -413,30 +394,39 @@ void AudioHost::reportGlitches() {
     }
 }
 
-bool AudioHost::streamsLost() {
-    // A stream whose host gave up is inactive at once; one that merely stops
-    // calling back counts as lost only after a while.
-    const auto now = Clock::now();
-    auto check = [now](PaStream* stream, const std::atomic<uint64_t>& callbacks, uint64_t& last,
-                       Clock::time_point& progress) {
-        const uint64_t calls = callbacks.load(std::memory_order_relaxed);
-        if (calls != last) {
-            last = calls;
-            progress = now;
+// An ended stream is reopened in the same session before anything is
+// declared lost (see StreamWatch for why).
+bool AudioHost::streamsLost(std::unique_lock<std::mutex>& lock) {
+    using Health = StreamWatch::Health;
+    const Health input =
+        capture ? capture->watch.watch(Pa_IsStreamActive(capture->stream) == 1) : Health::Running;
+    const Health output = playback ? playback->watch.watch(Pa_IsStreamActive(playback->stream) == 1)
+                                   : Health::Running;
+    if (input == Health::Silent || output == Health::Silent) {
+        return true;
+    }
+    if (input == Health::Ended) {
+        reportGlitches();
+        Pa_CloseStream(capture->stream);
+        capture.reset();
+        reportedDrops = reportedOverflows = reportedCleaned = 0;
+        if (openCapture() != paNoError) {
+            return true;
         }
-        return Pa_IsStreamActive(stream) != 1 || now - progress >= kSilenceLimit;
-    };
-    bool gone = false;
-    if (capture) {
-        gone = check(capture->stream, capture->callbacks, capture->lastCallbacks,
-                     capture->lastProgress);
     }
-    if (playback) {
-        gone = check(playback->stream, playback->callbacks, playback->lastCallbacks,
-                     playback->lastProgress) ||
-               gone;
+    if (output == Health::Ended) {
+        // A transmission on it has a hole: it is cut, and fails.
+        if (playout.holding()) {
+            outputFailed.store(true, std::memory_order_release);
+            lock.unlock();
+            stopTransmission();
+            lock.lock();
+        }
+        if (openPlayback(radioOutput) != paNoError) {
+            return true;
+        }
     }
-    return gone;
+    return false;
 }
 
 void AudioHost::run() {
@@ -465,7 +455,7 @@ void AudioHost::run() {
         nextWatch = Clock::now() + (lost ? kReopenInterval : kWatchInterval);
         if (!lost) {
             reportGlitches();
-            if ((capture || playback) && streamsLost()) {
+            if ((capture || playback) && streamsLost(lock)) {
                 tarnLog("Audio device lost; waiting for it to return\n");
                 lost = true;
                 outputFailed.store(true, std::memory_order_release);
