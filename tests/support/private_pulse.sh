@@ -104,7 +104,8 @@ require_tools() { # PROGRAM...
 # gives ThreadSanitizer the sound libraries' suppressions (and the files in
 # $extra_tsan_suppressions), starts the server in LAYOUT ("radio" or
 # "desktop") and, at exit, stops the processes whose pids the named
-# variables (set empty here) hold, then the server. Returns 1 when the server does not start.
+# variables (set empty here) hold, then the server. Returns 1 when the
+# server does not start.
 live_test_pids=()
 live_test_setup() { # NAME LAYOUT [PID-VARIABLE...]
     local support
@@ -123,6 +124,9 @@ live_test_setup() { # NAME LAYOUT [PID-VARIABLE...]
 }
 
 live_test_cleanup() {
+    # A background job of the test that is stopped here is a copy of this
+    # shell with the same trap: only the test's own shell cleans up.
+    [ "$BASHPID" = "$$" ] || return 0
     local name
     for name in "${live_test_pids[@]}"; do
         stop_process "${!name}"
