@@ -1,6 +1,7 @@
 #include "audio/AudioHost.h"
 
 #include "audio/AudioDevices.h"
+#include "audio/StreamWatch.h"
 #include "log/TarnLog.h"
 
 #include <pa_linux_alsa.h>

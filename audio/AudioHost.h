@@ -30,7 +30,6 @@
 
 #include "audio/InputBlocks.h"
 #include "audio/Playout.h"
-#include "audio/StreamWatch.h"
 #include "rig/PlayoutSink.h"
 
 #include <atomic>
