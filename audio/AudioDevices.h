@@ -2,6 +2,8 @@
 // device by the name the operator gave.
 #pragma once
 
+#include <portaudio.h>
+
 #include <optional>
 #include <string>
 #include <vector>
@@ -53,6 +55,14 @@ public:
 private:
     int error;
 };
+
+// PortAudio's calls that open ALSA devices (Pa_IsFormatSupported, and
+// Pa_OpenStream with the buffer size left to the host), with the sound
+// libraries' own allocations kept out of a leak report (see the .cpp).
+int isFormatSupported(const PaStreamParameters* input, const PaStreamParameters* output,
+                      double rate);
+int openStream(PaStream** stream, const PaStreamParameters* input, const PaStreamParameters* output,
+               double rate, PaStreamFlags flags, PaStreamCallback* callback, void* user);
 
 // Pa_Initialize with the audio libraries' own complaints about absent
 // sound servers and cards kept off the terminal.

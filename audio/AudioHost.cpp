@@ -1,6 +1,7 @@
 #include "audio/AudioHost.h"
 
 #include "audio/AudioDevices.h"
+#include "audio/StreamWatch.h"
 #include "log/TarnLog.h"
 
 #include <pa_linux_alsa.h>
@@ -19,9 +20,6 @@ using Clock = std::chrono::steady_clock;
 constexpr auto kPumpInterval = std::chrono::milliseconds(10);
 constexpr auto kWatchInterval = std::chrono::milliseconds(500);
 constexpr auto kReopenInterval = std::chrono::seconds(2);
-// A stream that has not called back for this long is lost. A freshly
-// started sound server can take two seconds to deliver its first input.
-constexpr auto kSilenceLimit = std::chrono::seconds(5);
 // Capture buffering asked of the host: the callback only copies, so this
 // is about the sound server's delivery, not about the receiver's cost.
 constexpr double kCaptureLatency = 0.1; // seconds
@@ -42,15 +40,13 @@ struct AudioHost::Capture {
     std::string deviceName;
     int channels = 1;
     std::unique_ptr<InputBlocks> blocks;
-    std::atomic<uint64_t> callbacks{0};
+    StreamWatch watch;
     std::atomic<uint64_t> overflows{0};
-    uint64_t lastCallbacks = 0;
-    Clock::time_point lastProgress;
 
     static int callback(const void* input, void*, unsigned long frames,
                         const PaStreamCallbackTimeInfo*, PaStreamCallbackFlags flags, void* user) {
         auto* self = static_cast<Capture*>(user);
-        self->callbacks.fetch_add(1, std::memory_order_relaxed);
+        self->watch.calledBack();
         if (flags & paInputOverflow) {
             self->overflows.fetch_add(1, std::memory_order_relaxed);
         }
@@ -68,15 +64,13 @@ struct AudioHost::Playback {
     int channels = 2;
     double latency = 0.0;
     Playout* playout = nullptr;
-    std::atomic<uint64_t> callbacks{0};
-    uint64_t lastCallbacks = 0;
-    Clock::time_point lastProgress;
+    StreamWatch watch;
 
     static int callback(const void*, void* output, unsigned long frames,
                         const PaStreamCallbackTimeInfo* time, PaStreamCallbackFlags flags,
                         void* user) {
         auto* self = static_cast<Playback*>(user);
-        self->callbacks.fetch_add(1, std::memory_order_relaxed);
+        self->watch.calledBack();
         // The host's clock to steady_clock, once per call; a host that gives
         // no times gets the stream's latency.
         const double ahead = time != nullptr && time->outputBufferDacTime > 0.0
@@ -146,56 +140,8 @@ void AudioHost::openStreams(bool logFailures) {
         }
     }
     if (options.input) {
-        int status = paInvalidDevice;
-        if (const std::optional<int> device = findDevice(options.inputDevice, true)) {
-            auto made = std::make_unique<Capture>();
-            const PaDeviceInfo* info = Pa_GetDeviceInfo(*device);
-            PaStreamParameters parameters{};
-            parameters.device = *device;
-            parameters.sampleFormat = paFloat32;
-            parameters.suggestedLatency = std::max(kCaptureLatency, info->defaultLowInputLatency);
-            // Mono where the device offers it, else the first of two
-            // channels; 8000 Hz where it can, else its own rate (or the one
-            // asked for).
-            const double rates[] = {options.deviceRate > 0.0 ? options.deviceRate : kEngineRate,
-                                    options.deviceRate > 0.0 ? options.deviceRate
-                                                             : info->defaultSampleRate};
-            double rate = 0.0;
-            for (int channels : {1, 2}) {
-                parameters.channelCount = std::min(channels, info->maxInputChannels);
-                for (double candidate : rates) {
-                    status = Pa_IsFormatSupported(&parameters, nullptr, candidate);
-                    if (status == paFormatIsSupported) {
-                        rate = candidate;
-                        break;
-                    }
-                }
-                if (rate > 0.0) {
-                    break;
-                }
-            }
-            if (rate > 0.0) {
-                made->channels = parameters.channelCount;
-                made->deviceName = info->name != nullptr ? info->name : "";
-                made->blocks = std::make_unique<InputBlocks>(rate);
-                status = made->blocks->ok()
-                             ? Pa_OpenStream(&made->stream, &parameters, nullptr, rate,
-                                             paFramesPerBufferUnspecified, paClipOff,
-                                             Capture::callback, made.get())
-                             : paInsufficientMemory;
-                if (status == paNoError) {
-                    status = Pa_StartStream(made->stream);
-                    if (status != paNoError) {
-                        Pa_CloseStream(made->stream);
-                    }
-                }
-            }
-            if (status == paNoError) {
-                made->lastProgress = Clock::now();
-                capture = std::move(made);
-            }
-        }
-        if (!capture && logFailures) {
+        const int status = openCapture();
+        if (status != paNoError && logFailures) {
             tarnLog("Failed to create audio queue: %d\n", status16(status));
         }
     }
@@ -210,6 +156,56 @@ void AudioHost::openStreams(bool logFailures) {
             tarnLog("Failed to initialize output audio\n");
         }
     }
+}
+
+int AudioHost::openCapture() {
+    int status = paInvalidDevice;
+    if (const std::optional<int> device = findDevice(options.inputDevice, true)) {
+        auto made = std::make_unique<Capture>();
+        const PaDeviceInfo* info = Pa_GetDeviceInfo(*device);
+        PaStreamParameters parameters{};
+        parameters.device = *device;
+        parameters.sampleFormat = paFloat32;
+        parameters.suggestedLatency = std::max(kCaptureLatency, info->defaultLowInputLatency);
+        // Mono where the device offers it, else the first of two
+        // channels; 8000 Hz where it can, else its own rate (or the one
+        // asked for).
+        const double rates[] = {options.deviceRate > 0.0 ? options.deviceRate : kEngineRate,
+                                options.deviceRate > 0.0 ? options.deviceRate
+                                                         : info->defaultSampleRate};
+        double rate = 0.0;
+        for (int channels : {1, 2}) {
+            parameters.channelCount = std::min(channels, info->maxInputChannels);
+            for (double candidate : rates) {
+                status = isFormatSupported(&parameters, nullptr, candidate);
+                if (status == paFormatIsSupported) {
+                    rate = candidate;
+                    break;
+                }
+            }
+            if (rate > 0.0) {
+                break;
+            }
+        }
+        if (rate > 0.0) {
+            made->channels = parameters.channelCount;
+            made->deviceName = info->name != nullptr ? info->name : "";
+            made->blocks = std::make_unique<InputBlocks>(rate);
+            status = made->blocks->ok() ? openStream(&made->stream, &parameters, nullptr, rate,
+                                                     paClipOff, Capture::callback, made.get())
+                                        : paInsufficientMemory;
+            if (status == paNoError) {
+                status = Pa_StartStream(made->stream);
+                if (status != paNoError) {
+                    Pa_CloseStream(made->stream);
+                }
+            }
+        }
+        if (status == paNoError) {
+            capture = std::move(made);
+        }
+    }
+    return status;
 }
 
 int AudioHost::openPlayback(int device) {
@@ -230,10 +226,10 @@ int AudioHost::openPlayback(int device) {
     parameters.sampleFormat = paFloat32;
     parameters.suggestedLatency = options.outputLatency;
     double rate = options.deviceRate > 0.0 ? options.deviceRate : kEngineRate;
-    int status = Pa_IsFormatSupported(nullptr, &parameters, rate);
+    int status = isFormatSupported(nullptr, &parameters, rate);
     if (status != paFormatIsSupported && options.deviceRate <= 0.0) {
         rate = info->defaultSampleRate;
-        status = Pa_IsFormatSupported(nullptr, &parameters, rate);
+        status = isFormatSupported(nullptr, &parameters, rate);
     }
     if (status != paFormatIsSupported) {
         return status;
@@ -246,9 +242,9 @@ int AudioHost::openPlayback(int device) {
     made->playout = &playout;
     // The first buffers come from the callback (silence), so the stream
     // never starts on an empty buffer.
-    status = Pa_OpenStream(&made->stream, nullptr, &parameters, rate, paFramesPerBufferUnspecified,
-                           paClipOff | paPrimeOutputBuffersUsingStreamCallback, Playback::callback,
-                           made.get());
+    status = openStream(&made->stream, nullptr, &parameters, rate,
+                        paClipOff | paPrimeOutputBuffersUsingStreamCallback, Playback::callback,
+                        made.get());
     if (status != paNoError) {
         return status;
     }
@@ -265,7 +261,6 @@ int AudioHost::openPlayback(int device) {
         Pa_CloseStream(made->stream);
         return status;
     }
-    made->lastProgress = Clock::now();
     playback = std::move(made);
     return paNoError;
 }
@@ -400,30 +395,39 @@ void AudioHost::reportGlitches() {
     }
 }
 
-bool AudioHost::streamsLost() {
-    // A stream whose host gave up is inactive at once; one that merely stops
-    // calling back counts as lost only after a while.
-    const auto now = Clock::now();
-    auto check = [now](PaStream* stream, const std::atomic<uint64_t>& callbacks, uint64_t& last,
-                       Clock::time_point& progress) {
-        const uint64_t calls = callbacks.load(std::memory_order_relaxed);
-        if (calls != last) {
-            last = calls;
-            progress = now;
+// An ended stream is reopened in the same session before anything is
+// declared lost (see StreamWatch for why).
+bool AudioHost::streamsLost(std::unique_lock<std::mutex>& lock) {
+    using Health = StreamWatch::Health;
+    const Health input =
+        capture ? capture->watch.watch(Pa_IsStreamActive(capture->stream) == 1) : Health::Running;
+    const Health output = playback ? playback->watch.watch(Pa_IsStreamActive(playback->stream) == 1)
+                                   : Health::Running;
+    if (input == Health::Silent || output == Health::Silent) {
+        return true;
+    }
+    if (input == Health::Ended) {
+        reportGlitches();
+        Pa_CloseStream(capture->stream);
+        capture.reset();
+        reportedDrops = reportedOverflows = reportedCleaned = 0;
+        if (openCapture() != paNoError) {
+            return true;
         }
-        return Pa_IsStreamActive(stream) != 1 || now - progress >= kSilenceLimit;
-    };
-    bool gone = false;
-    if (capture) {
-        gone = check(capture->stream, capture->callbacks, capture->lastCallbacks,
-                     capture->lastProgress);
     }
-    if (playback) {
-        gone = check(playback->stream, playback->callbacks, playback->lastCallbacks,
-                     playback->lastProgress) ||
-               gone;
+    if (output == Health::Ended) {
+        // A transmission on it has a hole: it is cut, and fails.
+        if (playout.holding()) {
+            outputFailed.store(true, std::memory_order_release);
+            lock.unlock();
+            stopTransmission();
+            lock.lock();
+        }
+        if (openPlayback(radioOutput) != paNoError) {
+            return true;
+        }
     }
-    return gone;
+    return false;
 }
 
 void AudioHost::run() {
@@ -452,7 +456,7 @@ void AudioHost::run() {
         nextWatch = Clock::now() + (lost ? kReopenInterval : kWatchInterval);
         if (!lost) {
             reportGlitches();
-            if ((capture || playback) && streamsLost()) {
+            if ((capture || playback) && streamsLost(lock)) {
                 tarnLog("Audio device lost; waiting for it to return\n");
                 lost = true;
                 outputFailed.store(true, std::memory_order_release);

@@ -17,12 +17,15 @@
 // at once when it is stopped or its device fails.
 //
 // Reconnection: every half second the host's thread checks both streams.
-// A stream that has stopped (its host gave up) or has not called back for
-// 5 s counts as lost: "Audio device lost; waiting for it to return" is
-// logged, a transmission is cut, and PortAudio is reopened every 2 s (the
-// only way it sees a new sound server) until the streams run again ("Audio
-// device back; streams reopened"). Lost input and gaps in a transmission
-// are counted on the audio threads and logged from the host's thread.
+// A stream that PortAudio has stopped (its thread gave up on an error) is
+// reopened at once on the same device; a transmission on it is cut. When
+// that reopen fails, or a stream has not called back in ten checks in a
+// row (5 s), the device counts as lost: "Audio device lost; waiting for it
+// to return" is logged, a transmission is cut, and PortAudio is reopened
+// every 2 s (the only way it sees a new sound server) until the streams
+// run again ("Audio device back; streams reopened"). Lost input and gaps in
+// a transmission are counted on the audio threads and logged from the
+// host's thread.
 #pragma once
 
 #include "audio/InputBlocks.h"
@@ -103,11 +106,12 @@ private:
     void run();
     bool openPortAudio();
     void openStreams(bool logFailures);
+    int openCapture();
     void closeStreams();
     int openPlayback(int device);
     void retirePlayed();
     void reportGlitches();
-    bool streamsLost();
+    bool streamsLost(std::unique_lock<std::mutex>& lock);
 
     const AudioHostOptions options;
     const BlockConsumer consumer;

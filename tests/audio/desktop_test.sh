@@ -14,36 +14,14 @@ set -u
 
 program=${1:?usage: desktop_test.sh PATH/TO/tarn-psk31 [RUNS]}
 runs=${2:-3}
-for tool in pulseaudio parecord; do
-    if ! command -v $tool > /dev/null; then
-        echo "$tool is not installed: skipped"
-        exit 77
-    fi
-done
 
 . "$(dirname "$0")/../support/private_pulse.sh"
-# Under ThreadSanitizer: the sound server's client libraries are not
-# instrumented (see the file).
-export TSAN_OPTIONS="${TSAN_OPTIONS:+$TSAN_OPTIONS:}suppressions=$(cd "$(dirname "$0")" && pwd)/tsan_sound_libraries.supp"
-
-work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-desktop.XXXXXX")
-suppress_library_leftovers "$work"
-listen_pid=""
-record_pid=""
-
-cleanup() {
-    stop_process "$record_pid"
-    stop_process "$listen_pid"
-    stop_process "$private_pulse_pid"
-    [ -n "${KEEP_WORK:-}" ] && echo "kept $work" || rm -rf "$work"
-}
-trap cleanup EXIT
+require_tools pulseaudio parecord
+live_test_setup desktop desktop record_pid listen_pid || exit 1
 
 # The receiver locks on during the leading idle spaces.
 message="CQ CQ de W1AW W1AW pse k CQ CQ de W1AW W1AW pse k"
 printf '      %s\n' "$message" > "$work/message.txt"
-
-start_private_pulse "$work" desktop || exit 1
 
 failures=0
 for run in $(seq "$runs"); do

@@ -13,28 +13,10 @@
 set -u
 
 program=${1:?usage: loopback_test.sh PATH/TO/tarn-psk31}
-if ! command -v pulseaudio > /dev/null; then
-    echo "pulseaudio is not installed: skipped"
-    exit 77
-fi
 
 . "$(dirname "$0")/../support/private_pulse.sh"
-# Under ThreadSanitizer: the sound server's client libraries are not
-# instrumented (see the file).
-export TSAN_OPTIONS="${TSAN_OPTIONS:+$TSAN_OPTIONS:}suppressions=$(cd "$(dirname "$0")" && pwd)/tsan_sound_libraries.supp"
-
-work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-loopback.XXXXXX")
-suppress_library_leftovers "$work"
-listen_pid=""
-send_pid=""
-
-cleanup() {
-    stop_process "$send_pid"
-    stop_process "$listen_pid"
-    stop_process "$private_pulse_pid"
-    [ -n "${KEEP_WORK:-}" ] && echo "kept $work" || rm -rf "$work"
-}
-trap cleanup EXIT
+require_tools pulseaudio
+live_test_setup loopback radio send_pid listen_pid || exit 1
 
 failures=0
 fail() {
@@ -74,8 +56,6 @@ contains_qso() { # FILE: the whole QSO, final line feed included
     text=$(tr -d '\000' < "$1"; echo .)
     [[ "$text" == *"$qso"* ]]
 }
-
-start_private_pulse "$work" || exit 1
 
 # --- A QSO through the loop ---------------------------------------------------
 start_listen

@@ -12,27 +12,10 @@
 set -u
 
 program=${1:?usage: rig_test.sh PATH/TO/tarn-psk31}
-for tool in pulseaudio rigctld rigctl; do
-    if ! command -v $tool > /dev/null; then
-        echo "$tool is not installed: skipped"
-        exit 77
-    fi
-done
 
 . "$(dirname "$0")/../support/private_pulse.sh"
-export TSAN_OPTIONS="${TSAN_OPTIONS:+$TSAN_OPTIONS:}suppressions=$(cd "$(dirname "$0")" && pwd)/tsan_sound_libraries.supp"
-
-work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-rig.XXXXXX")
-suppress_library_leftovers "$work"
-rigctld_pid=""
-send_pid=""
-cleanup() {
-    stop_process "$send_pid"
-    stop_process "$rigctld_pid"
-    stop_process "$private_pulse_pid"
-    [ -n "${KEEP_WORK:-}" ] && echo "kept $work" || rm -rf "$work"
-}
-trap cleanup EXIT
+require_tools pulseaudio rigctld rigctl
+live_test_setup rig radio send_pid rigctld_pid || exit 1
 
 failures=0
 fail() {
@@ -57,7 +40,6 @@ wait_ptt() { # STATE SECONDS
     return 1
 }
 
-start_private_pulse "$work" || exit 1
 rigctld -m 1 -P RIG -T 127.0.0.1 -t "$port" > "$work/rigctld.log" 2>&1 &
 rigctld_pid=$!
 wait_ptt 0 5 || { echo "rigctld did not come up"; cat "$work/rigctld.log"; exit 1; }

@@ -1,8 +1,10 @@
 // The audio host's sample paths, driven without a device: input frames
-// becoming whole clean 8000 Hz blocks, and a transmission becoming output
-// frames placed at the requested moment, with its end time and ownership.
+// becoming whole clean 8000 Hz blocks, a transmission becoming output
+// frames placed at the requested moment, with its end time and ownership,
+// and the watch that tells a lost stream from a slow one.
 #include "audio/InputBlocks.h"
 #include "audio/Playout.h"
+#include "audio/StreamWatch.h"
 
 #include <gtest/gtest.h>
 
@@ -171,6 +173,32 @@ TEST(Playout, At48kHzTheMessageIsConvertedAndEndsOnTime) {
     // One second of message: its end about a second after the first frame.
     EXPECT_NEAR(static_cast<double>(*playout.playedOutNs()) / 1e9, 1.0, 0.04);
     EXPECT_NEAR(crossingRate(out, 2000, 48000.0), 1500.0, 10.0);
+}
+
+TEST(StreamWatch, SilenceIsCountedInWatchesAndOneCallbackEndsIt) {
+    using Health = tarnaudio::StreamWatch::Health;
+    constexpr int limit = tarnaudio::StreamWatch::kSilentWatches;
+    tarnaudio::StreamWatch watch;
+    auto silentWatches = [&watch](int count) {
+        for (int i = 0; i < count; ++i) {
+            if (watch.watch(true) != Health::Running) {
+                return i;
+            }
+        }
+        return count;
+    };
+    // However late a watch comes, a stream that called back meanwhile runs.
+    watch.calledBack();
+    EXPECT_EQ(watch.watch(true), Health::Running);
+    EXPECT_EQ(silentWatches(limit - 1), limit - 1);
+    watch.calledBack();
+    EXPECT_EQ(watch.watch(true), Health::Running);
+    EXPECT_EQ(silentWatches(limit - 1), limit - 1);
+    EXPECT_EQ(watch.watch(true), Health::Silent);
+    // A stream PortAudio has stopped is ended at once, even while calling back.
+    tarnaudio::StreamWatch ended;
+    ended.calledBack();
+    EXPECT_EQ(ended.watch(false), Health::Ended);
 }
 
 } // namespace

@@ -13,31 +13,12 @@ set -u
 program=${1:?usage: console_loopback_test.sh TARN-PSK31 TEST-PROGRAM}
 console_test=${2:?usage: console_loopback_test.sh TARN-PSK31 TEST-PROGRAM}
 callsign=TARN9
-if ! command -v pulseaudio > /dev/null; then
-    echo "pulseaudio is not installed: skipped"
-    exit 77
-fi
 
 . "$(dirname "$0")/../support/private_pulse.sh"
-
-work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-console-loopback.XXXXXX")
-suppress_library_leftovers "$work"
-listen_pid=""
-
-cleanup() {
-    stop_process "$listen_pid"
-    stop_process "$private_pulse_pid"
-    rm -rf "$work"
-}
-trap cleanup EXIT
-
-start_private_pulse "$work" || exit 1
-
-# ThreadSanitizer builds: the sound server's client libraries and Qt are not
-# instrumented, so their internal hand-offs are suppressed.
-here=$(cd "$(dirname "$0")" && pwd)
-cat "$here/../audio/tsan_sound_libraries.supp" "$here/tsan-qt-windows.supp" > "$work/tsan.supp"
-export TSAN_OPTIONS="${TSAN_OPTIONS:+$TSAN_OPTIONS:}suppressions=$work/tsan.supp"
+require_tools pulseaudio
+# ThreadSanitizer builds: Qt is not instrumented either.
+extra_tsan_suppressions="$(cd "$(dirname "$0")" && pwd)/tsan-qt-windows.supp"
+live_test_setup console-loopback radio listen_pid || exit 1
 
 # --- The listener on the sink's monitor --------------------------------------
 "$program" listen < /dev/null > "$work/listen.out" 2> "$work/listen.err" &

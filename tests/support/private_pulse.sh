@@ -5,9 +5,9 @@
 # PortAudio through ALSA's pulse plugin. With the layout "desktop" the server
 # is set up as a desktop's usually is instead: a 48 kHz stereo null sink
 # "nullsink" and its monitor remapped as the default source "loopin". Source
-# this file, then call start_private_pulse WORKDIR [desktop]. HOME, the runtime directory and the socket are
-# inside WORKDIR, so nothing of the user's is touched; the caller stops the
-# server (its pid is in private_pulse_pid) with stop_process.
+# this file, then call live_test_setup (below), or start_private_pulse
+# WORKDIR [desktop] to start a server again. HOME, the runtime directory and
+# the socket are inside WORKDIR, so nothing of the user's is touched.
 
 stop_process() { # PID: TERM, then KILL after 5 s
     local pid=$1
@@ -87,11 +87,50 @@ CONF
     return 1
 }
 
-# Under LeakSanitizer: what ALSA's unloaded plugins and Hamlib leave behind
-# at exit is not reported (see the two files); everything else is.
-suppress_library_leftovers() { # WORKDIR
+# Exits with 77 (the test is skipped) when one of the programs is missing.
+require_tools() { # PROGRAM...
+    local tool
+    for tool in "$@"; do
+        if ! command -v "$tool" > /dev/null; then
+            echo "$tool is not installed: skipped"
+            exit 77
+        fi
+    done
+}
+
+# The common set-up of a live test, in one call:
+#   live_test_setup NAME LAYOUT [PID-VARIABLE...]
+# makes the work directory $work (removed at exit unless KEEP_WORK is set),
+# gives ThreadSanitizer the sound libraries' suppressions (and the files in
+# $extra_tsan_suppressions), starts the server in LAYOUT ("radio" or
+# "desktop") and, at exit, stops the processes whose pids the named
+# variables (set empty here) hold, then the server. Returns 1 when the
+# server does not start.
+live_test_pids=()
+live_test_setup() { # NAME LAYOUT [PID-VARIABLE...]
     local support
     support=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
-    cat "$support/lsan-alsa-plugins.supp" "$support/../rig/lsan-hamlib.supp" > "$1/lsan.supp"
-    export LSAN_OPTIONS="${LSAN_OPTIONS:+$LSAN_OPTIONS:}fast_unwind_on_malloc=0:suppressions=$1/lsan.supp"
+    work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-$1.XXXXXX")
+    live_test_pids=("${@:3}")
+    local name
+    for name in "${live_test_pids[@]}"; do
+        printf -v "$name" ''
+    done
+    # shellcheck disable=SC2086 # a list of files
+    cat "$support/../audio/tsan_sound_libraries.supp" ${extra_tsan_suppressions:-} > "$work/tsan.supp"
+    export TSAN_OPTIONS="${TSAN_OPTIONS:+$TSAN_OPTIONS:}suppressions=$work/tsan.supp"
+    trap live_test_cleanup EXIT
+    start_private_pulse "$work" "$2"
+}
+
+live_test_cleanup() {
+    # A background job of the test that is stopped here is a copy of this
+    # shell with the same trap: only the test's own shell cleans up.
+    [ "$BASHPID" = "$$" ] || return 0
+    local name
+    for name in "${live_test_pids[@]}"; do
+        stop_process "${!name}"
+    done
+    stop_process "$private_pulse_pid"
+    if [ -n "${KEEP_WORK:-}" ]; then echo "kept $work"; else rm -rf "$work"; fi
 }
