@@ -17,8 +17,8 @@ bool isWordCharacter(QChar c) {
 } // namespace
 
 CallCapture::CallCapture(QPlainTextEdit* view, QsoForm* form)
-    : QObject(view), view(view), form(form) {
-    view->viewport()->installEventFilter(this);
+    : QObject(view), view(view), viewport(view->viewport()), form(form) {
+    viewport->installEventFilter(this);
     view->setContextMenuPolicy(Qt::DefaultContextMenu);
 }
 
@@ -67,7 +67,7 @@ QMenu* CallCapture::menuFor(const QString& word, QWidget* parent) const {
 }
 
 bool CallCapture::eventFilter(QObject* watched, QEvent* event) {
-    if (watched != view->viewport())
+    if (watched != viewport)
         return false;
     if (event->type() == QEvent::MouseButtonRelease) {
         // On release, so that dragging to select text still works: only a

@@ -31,5 +31,8 @@ protected:
 
 private:
     QPlainTextEdit* view;
+    // The view's viewport, kept from the start: the filter also sees events
+    // while the view is being destroyed, when the view may no longer be asked.
+    QWidget* viewport;
     QsoForm* form;
 };
