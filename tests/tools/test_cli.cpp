@@ -39,7 +39,8 @@ TEST_F(CliTest, RetuningPastTheEndOfTheRecordingChangesNothing) {
     ASSERT_EQ(run({"encode", "--text", "TEST DE N0CALL", "-o", path("msg.wav")}).status, 0);
     const Outcome plain = run({"decode", path("msg.wav")});
     ASSERT_EQ(plain.status, 0) << plain.err;
-    EXPECT_EQ(countOf(plain.out, "N0CALL"), 1u) << plain.out;
+    ASSERT_NE(plain.out.find("N0CALL"), std::string::npos) << plain.out;
+    EXPECT_EQ(plain.out.find("N0CALL"), plain.out.rfind("N0CALL")) << plain.out; // once
     const Outcome late = run({"decode", path("msg.wav"), "--retune-at", "3600"});
     EXPECT_EQ(late.status, 0) << late.err;
     EXPECT_EQ(late.out, plain.out);

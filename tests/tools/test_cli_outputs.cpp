@@ -51,7 +51,7 @@ TEST_F(CliTest, AnOutputThatIsAnInputIsRefusedAndNothingIsTouched) {
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.arguments));
         const std::string redirect =
-            c.standardInput.empty() ? "" : "exec <" + shellWord(path(c.standardInput)) + ";";
+            c.standardInput.empty() ? "" : "exec <" + shellQuoted(path(c.standardInput)) + ";";
         const Outcome result = run(c.arguments, "", redirect);
         EXPECT_EQ(result.status, 2);
         EXPECT_EQ(lineCount(result.err), 1u) << result.err;
