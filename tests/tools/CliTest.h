@@ -5,10 +5,16 @@
 #include "tests/support/CommandRun.h"
 #include "tests/support/ScratchDirectoryTest.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
 using Outcome = CommandOutcome;
+
+// Newlines in `text`: a message of one whole line has exactly one.
+inline size_t lineCount(const std::string& text) {
+    return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
+}
 
 class CliTest : public ScratchDirectoryTest {
 protected:

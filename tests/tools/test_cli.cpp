@@ -85,7 +85,7 @@ TEST_F(CliTest, BadInputGivesOneLineAndStatusTwoAndNoOutput) {
         SCOPED_TRACE(testing::PrintToString(arguments));
         const Outcome result = run(arguments);
         EXPECT_EQ(result.status, 2);
-        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+        EXPECT_EQ(lineCount(result.err), 1u) << result.err;
         EXPECT_EQ(result.err.rfind("tarn-psk31 " + arguments[0] + ": ", 0), 0u) << result.err;
         EXPECT_NE(result.err.find(words), std::string::npos) << result.err;
         EXPECT_EQ(result.out, "");

@@ -18,10 +18,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-size_t lineCount(const std::string& text) {
-    return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
-}
-
 TEST_F(CliTest, AnOutputThatIsAnInputIsRefusedAndNothingIsTouched) {
     ASSERT_EQ(run({"encode", "--text", "CQ", "-o", path("in.wav")}).status, 0);
     std::ofstream(path("notes.txt")) << "CQ DE N0CALL\n";

@@ -10,17 +10,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <vector>
 
 namespace {
 
-QImage readPng(const std::vector<uint8_t>& file) {
-    return QImage::fromData(file.data(), static_cast<int>(file.size()), "PNG");
-}
-
-QImage readPng(const std::string& file) {
+template <typename Bytes> QImage readPng(const Bytes& file) {
     return QImage::fromData(reinterpret_cast<const uchar*>(file.data()),
                             static_cast<int>(file.size()), "PNG");
 }
@@ -70,12 +67,10 @@ TEST_F(SpectrumCommand, DrawsTheWaterfallNewestRowOnTopAndWritesTheRawRows) {
     // rows the recording never reached are still empty.
     const std::string raw = slurp(path("rows.f32"));
     ASSERT_EQ(raw.size(), 512u * 1024u * 4u);
+    static_assert(std::endian::native == std::endian::little, "the file is read as it lies");
     std::vector<float> rows(512 * 1024);
+    std::memcpy(rows.data(), raw.data(), raw.size());
     for (size_t i = 0; i < rows.size(); ++i) {
-        const auto byte = [&](size_t at) { return uint32_t{static_cast<uint8_t>(raw[at])}; };
-        const uint32_t bits =
-            byte(4 * i) | byte(4 * i + 1) << 8 | byte(4 * i + 2) << 16 | byte(4 * i + 3) << 24;
-        std::memcpy(&rows[i], &bits, 4);
         ASSERT_TRUE(rows[i] >= 0.0f && rows[i] <= 3.0f) << i;
     }
     // At 7.8125 Hz per bin, 2000 Hz is bin 256 in the newest row and 1000 Hz
