@@ -151,13 +151,6 @@ private slots:
         QCOMPARE(field()->text(), QStringLiteral("<1><2><3><4><5><6><7><8><9><10>"));
     }
 
-    void sendEscapeSendsAtOnceAndDropsTheRest() {
-        field()->setText(QStringLiteral("pre "));
-        console->processMacro(QStringLiteral("abc\\Xdef"));
-        verifySent(QStringLiteral("pre abc\n"));
-        QCOMPARE(field()->text(), QString());
-    }
-
     void charactersAbove127() {
         // Typed: dropped. In the call sign: sent whole, as code 233.
         store->setCallsign(QString::fromUtf16(u"F6\u00e9"));
