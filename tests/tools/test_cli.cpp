@@ -47,7 +47,6 @@ TEST_F(CliTest, RetuningPastTheEndOfTheRecordingChangesNothing) {
 }
 
 TEST_F(CliTest, BadInputGivesOneLineAndStatusTwoAndNoOutput) {
-    std::ofstream(path("empty.wav")).flush();
     std::ofstream(path("words.wav")) << "not a recording\n";
     const std::vector<float> tone(4000, 0.25f);
     ASSERT_FALSE(audiofile::writeWavFile(path("good.wav"), tone.data(), 4000,
@@ -58,10 +57,9 @@ TEST_F(CliTest, BadInputGivesOneLineAndStatusTwoAndNoOutput) {
 
     const std::string good = path("good.wav");
     const std::string out = path("out.wav");
+    // (Each reason the reader gives is its own test's; two show it passed on.)
     const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
         {{"decode", path("absent.wav")}, "absent.wav"},
-        {{"decode", directory.string()}, "directory"},
-        {{"decode", path("empty.wav")}, "empty"},
         {{"decode", path("words.wav")}, "not a readable audio file"},
         {{"decode", good, "--channel", "2"}, "has 1 channel"},
         {{"decode", good, "--channel", "x"}, "--channel"},
@@ -90,8 +88,7 @@ TEST_F(CliTest, BadInputGivesOneLineAndStatusTwoAndNoOutput) {
         EXPECT_NE(result.err.find(words), std::string::npos) << result.err;
         EXPECT_EQ(result.out, "");
     }
-    EXPECT_EQ(listing(),
-              (std::vector<std::string>{"empty.wav", "good.wav", "long.txt", "words.wav"}));
+    EXPECT_EQ(listing(), (std::vector<std::string>{"good.wav", "long.txt", "words.wav"}));
 }
 
 TEST_F(CliTest, UnknownCommandsAndOptionsShowUsage) {
