@@ -13,7 +13,7 @@
 
 struct ConsoleFixture {
     explicit ConsoleFixture(FormFactor formFactor = FormFactor::tablet)
-        :           store(std::make_unique<SettingsStore>(directory.filePath("settings.ini"))),
+        : store(std::make_unique<SettingsStore>(directory.filePath("settings.ini"))),
           console(std::make_unique<TarnViewController>(std::nullopt, *store, formFactor)) {
         console->setSpectrumRowSource([this](int rowsBack, std::span<float, 1024> out) {
             const float* source = row(rowsBack);

@@ -47,12 +47,4 @@ TEST(MacroExpander, StoredValuesGoInWholeAndUnsetOnesAsNothing) {
     EXPECT_EQ(nothingStored.expandForSending(uR"(<\C\L\S>)"), u"<>");
 }
 
-TEST(MacroExpander, TheDefaultCallMacroSendsThreeLines) {
-    const MacroExpander::ButtonResult pressed =
-        expander.expandForButton(uR"(\nCQ de \C \C\nCQ de \C \C pse K\n\X)");
-    ASSERT_TRUE(pressed.sendNow);
-    EXPECT_EQ(expander.expandForSending(u"typed" + pressed.text),
-              u"typed\nCQ de AB1CD AB1CD\nCQ de AB1CD AB1CD pse K\n");
-}
-
 } // namespace

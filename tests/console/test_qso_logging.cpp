@@ -13,6 +13,8 @@
 #include "logbook/LogFile.h"
 #include "reporting/LoggedAdif.h"
 #include "tests/console/ConsoleFixture.h"
+#include "tests/support/CommandRun.h"
+#include "tests/support/LocalUdpSocket.h"
 
 #include <QAction>
 #include <QLabel>
@@ -22,14 +24,6 @@
 #include <QPlainTextEdit>
 #include <QShortcut>
 #include <QTest>
-
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <fstream>
-#include <sstream>
 
 namespace {
 
@@ -43,10 +37,7 @@ const QString kDemoQso =
                    "DL2XYZ de K1ABC GM OM ur RST 599 599 name Bob Bob QTH Boston loc FN42ab\n");
 
 logbook::AdifDocument readLog(const QString& path) {
-    std::ifstream in(path.toStdString(), std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return logbook::readAdif(text.str(), logbook::AdifReading::Strict);
+    return logbook::readAdif(slurp(path.toStdString()), logbook::AdifReading::Strict);
 }
 
 std::string field(const logbook::AdifRecord& record, std::string_view name) {
@@ -210,27 +201,18 @@ private slots:
     }
 
     void theLoggerGetsTheContactAsADatagram() {
-        const int receiver = socket(AF_INET, SOCK_DGRAM, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        QCOMPARE(bind(receiver, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-        socklen_t length = sizeof address;
-        getsockname(receiver, reinterpret_cast<sockaddr*>(&address), &length);
-        timeval wait{5, 0};
-        setsockopt(receiver, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
-
+        // Loopback UDP is delivered before the send returns.
+        const LocalUdpSocket receiver;
+        QVERIFY(receiver.port() != 0);
         fixture->store->setLoggerEnabled(true);
-        fixture->store->setLoggerAddress(QString("127.0.0.1:%1").arg(ntohs(address.sin_port)));
+        fixture->store->setLoggerAddress(QString("127.0.0.1:%1").arg(receiver.port()));
         form().setField(QsoForm::Field::call, "K1ABC");
         QVERIFY(logging().logContact());
-        std::vector<uint8_t> datagram(4096);
-        const ssize_t got = recv(receiver, datagram.data(), datagram.size(), 0);
-        close(receiver);
-        QVERIFY(got > 12);
+        const std::vector<uint8_t> datagram = receiver.receive();
+        QVERIFY(datagram.size() > 12);
         QCOMPARE(datagram[0], uint8_t(0xad));
         QCOMPARE(datagram[11], uint8_t(reporting::kLoggedAdifType));
-        const std::string text(datagram.begin(), datagram.begin() + got);
+        const std::string text(datagram.begin(), datagram.end());
         QVERIFY(text.find("<CALL:5>K1ABC") != std::string::npos);
     }
 

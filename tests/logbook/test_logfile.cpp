@@ -6,12 +6,12 @@
 #include "logbook/LogFile.h"
 #include "logbook/LogIndex.h"
 
+#include "tests/support/CommandRun.h"
 #include "tests/support/ScratchDirectoryTest.h"
 
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <sstream>
 
 using namespace logbook;
 
@@ -24,13 +24,6 @@ Qso contact(const std::string& call, int64_t timeOn, const std::string& band = "
     qso.timeOff = timeOn + 60;
     qso.band = band;
     return qso;
-}
-
-std::string slurp(const std::string& file) {
-    std::ifstream in(file, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
 }
 
 constexpr int64_t kDay = 1'700'000'000;

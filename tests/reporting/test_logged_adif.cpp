@@ -5,14 +5,11 @@
 #include "logbook/AdifQso.h"
 #include "reporting/LoggedAdif.h"
 #include "reporting/UdpSender.h"
+#include "tests/support/LocalUdpSocket.h"
 
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <tuple>
-#include <unistd.h>
 
 using namespace reporting;
 
@@ -65,29 +62,18 @@ TEST(LoggedAdif, DatagramReachesAListenerAndCarriesOneValidAdifRecord) {
     qso.stationCallsign = "N0CALL";
     qso.myGridsquare = "JO62";
 
-    // The listener: a UDP socket on a free loopback port, bounded wait.
-    const int listener = socket(AF_INET, SOCK_DGRAM, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr*>(&address), size), 0);
-    getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size);
-    const timeval wait{2, 0};
-    setsockopt(listener, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof wait);
-
+    // Loopback UDP is delivered before the send returns.
+    const LocalUdpSocket listener;
+    ASSERT_NE(listener.port(), 0);
     UdpSender sender;
     std::string error;
-    ASSERT_TRUE(sender.open({"127.0.0.1", ntohs(address.sin_port)}, error)) << error;
+    ASSERT_TRUE(sender.open({"127.0.0.1", listener.port()}, error)) << error;
     ASSERT_TRUE(sender.send(encodeLoggedAdif(kLoggerClientId, loggedAdifText(qso)), error))
         << error;
-    std::vector<uint8_t> bytes(65536);
-    const ssize_t n = recvfrom(listener, bytes.data(), bytes.size(), 0,
-                               reinterpret_cast<sockaddr*>(&address), &size);
-    close(listener);
-    ASSERT_GT(n, 0);
-    bytes.resize(static_cast<size_t>(n));
-    EXPECT_EQ(ntohs(address.sin_port), sender.sourcePort());
+    uint16_t from = 0;
+    const std::vector<uint8_t> bytes = listener.receive(&from);
+    ASSERT_FALSE(bytes.empty());
+    EXPECT_EQ(from, sender.sourcePort());
 
     const std::optional<LoggedAdifMessage> message = decode(bytes);
     ASSERT_TRUE(message);

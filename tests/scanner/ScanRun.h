@@ -10,7 +10,7 @@ struct ScanRun {
     std::vector<scanner::TextPiece> pieces;
     std::vector<scanner::ChannelReport> reports;
 
-    // The reports' text by channel, and the report nearest a frequency.
+    // The report nearest `frequency`, within `within` Hz, or none.
     const scanner::ChannelReport* nearest(double frequency, double within) const {
         const scanner::ChannelReport* best = nullptr;
         for (const auto& r : reports) {

@@ -1,10 +1,10 @@
 #include "tests/support/BandSignals.h"
+#include "tests/support/TestSignals.h"
 
 #include "varicode/varicode.h"
 
 #include <algorithm>
 #include <cmath>
-#include <random>
 
 namespace testsignals {
 
@@ -75,11 +75,7 @@ std::vector<float> mixBand(const std::vector<Station>& stations, double seconds,
         }
     }
     if (noiseRms > 0.0) {
-        std::mt19937 generator(seed);
-        std::normal_distribution<double> noise(0.0, noiseRms);
-        for (float& x : out) {
-            x = static_cast<float>(x + noise(generator));
-        }
+        addNoise(out, noiseRms, seed);
     }
     return out;
 }

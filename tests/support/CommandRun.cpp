@@ -5,9 +5,6 @@
 #include <sstream>
 #include <sys/wait.h>
 
-namespace {
-
-// 'text' for the shell, with any ' inside closed, escaped and reopened.
 std::string shellQuoted(const std::string& text) {
     std::string out = "'";
     for (const char c : text) {
@@ -15,8 +12,6 @@ std::string shellQuoted(const std::string& text) {
     }
     return out + "'";
 }
-
-} // namespace
 
 std::string slurp(const std::string& file) {
     std::ifstream in(file, std::ios::binary);
@@ -35,19 +30,24 @@ std::vector<std::string> lines(const std::string& text) {
 }
 
 CommandOutcome runCommand(const std::string& program, const std::vector<std::string>& arguments,
-                          const std::filesystem::path& scratch, const std::string& environment) {
+                          const std::filesystem::path& scratch, const std::string& prefix,
+                          const std::string& input) {
+    const std::string in = (scratch / ".in").string();
     const std::string out = (scratch / ".out").string();
     const std::string err = (scratch / ".err").string();
+    std::ofstream(in, std::ios::binary) << input;
     std::vector<std::string> words = {program};
     words.insert(words.end(), arguments.begin(), arguments.end());
-    std::string line = environment;
+    std::string line = "(" + prefix;
     for (const std::string& word : words) {
         line.append(1, ' ').append(shellQuoted(word));
     }
     line.append(" >").append(shellQuoted(out)).append(" 2>").append(shellQuoted(err));
+    line.append(") <").append(shellQuoted(in));
     const int status = std::system(line.c_str());
     CommandOutcome outcome{WIFEXITED(status) ? WEXITSTATUS(status) : -1, slurp(out), slurp(err)};
-    std::filesystem::remove(out);
-    std::filesystem::remove(err);
+    for (const std::string& file : {in, out, err}) {
+        std::filesystem::remove(file);
+    }
     return outcome;
 }

@@ -17,9 +17,14 @@ std::string slurp(const std::string& file);
 // Text split at newlines, without them.
 std::vector<std::string> lines(const std::string& text);
 
-// Runs `program` with `arguments` (each quoted for the shell) after the
-// shell assignments in `environment` ("NAME='value' ..."). Its output passes
-// through files in `scratch`, removed afterwards.
+// 'text' for the shell, with any ' inside closed, escaped and reopened.
+std::string shellQuoted(const std::string& text);
+
+// Runs `program` with `arguments` (each quoted for the shell) in a subshell,
+// `input` on its standard input. `prefix` is shell text put before the
+// program: assignments ("NAME='value'") or commands ending in ';' (a ulimit,
+// "exec <file;" for another standard input). Input and output pass through
+// files in `scratch`, removed afterwards.
 CommandOutcome runCommand(const std::string& program, const std::vector<std::string>& arguments,
-                          const std::filesystem::path& scratch,
-                          const std::string& environment = "");
+                          const std::filesystem::path& scratch, const std::string& prefix = "",
+                          const std::string& input = "");

@@ -30,11 +30,17 @@ public:
 
     // 0 when no socket could be had.
     uint16_t port() const { return boundPort; }
-    // The next datagram waiting, or none (empty) without waiting.
-    std::vector<uint8_t> receive() const {
+    // The next datagram waiting, or none (empty) without waiting; the port
+    // it came from in `fromPort` when asked.
+    std::vector<uint8_t> receive(uint16_t* fromPort = nullptr) const {
         std::vector<uint8_t> bytes(65536);
-        const ssize_t got = ::recv(fd, bytes.data(), bytes.size(), MSG_DONTWAIT);
+        sockaddr_in from{};
+        socklen_t size = sizeof from;
+        const ssize_t got = ::recvfrom(fd, bytes.data(), bytes.size(), MSG_DONTWAIT,
+                                       reinterpret_cast<sockaddr*>(&from), &size);
         bytes.resize(got > 0 ? static_cast<size_t>(got) : 0);
+        if (fromPort)
+            *fromPort = ntohs(from.sin_port);
         return bytes;
     }
 

@@ -39,14 +39,14 @@ TEST_F(CliTest, RetuningPastTheEndOfTheRecordingChangesNothing) {
     ASSERT_EQ(run({"encode", "--text", "TEST DE N0CALL", "-o", path("msg.wav")}).status, 0);
     const Outcome plain = run({"decode", path("msg.wav")});
     ASSERT_EQ(plain.status, 0) << plain.err;
-    EXPECT_EQ(countOf(plain.out, "N0CALL"), 1u) << plain.out;
+    ASSERT_NE(plain.out.find("N0CALL"), std::string::npos) << plain.out;
+    EXPECT_EQ(plain.out.find("N0CALL"), plain.out.rfind("N0CALL")) << plain.out; // once
     const Outcome late = run({"decode", path("msg.wav"), "--retune-at", "3600"});
     EXPECT_EQ(late.status, 0) << late.err;
     EXPECT_EQ(late.out, plain.out);
 }
 
 TEST_F(CliTest, BadInputGivesOneLineAndStatusTwoAndNoOutput) {
-    std::ofstream(path("empty.wav")).flush();
     std::ofstream(path("words.wav")) << "not a recording\n";
     const std::vector<float> tone(4000, 0.25f);
     ASSERT_FALSE(audiofile::writeWavFile(path("good.wav"), tone.data(), 4000,
@@ -57,10 +57,9 @@ TEST_F(CliTest, BadInputGivesOneLineAndStatusTwoAndNoOutput) {
 
     const std::string good = path("good.wav");
     const std::string out = path("out.wav");
+    // (Each reason the reader gives is its own test's; two show it passed on.)
     const std::vector<std::pair<std::vector<std::string>, std::string>> cases = {
         {{"decode", path("absent.wav")}, "absent.wav"},
-        {{"decode", directory.string()}, "directory"},
-        {{"decode", path("empty.wav")}, "empty"},
         {{"decode", path("words.wav")}, "not a readable audio file"},
         {{"decode", good, "--channel", "2"}, "has 1 channel"},
         {{"decode", good, "--channel", "x"}, "--channel"},
@@ -84,13 +83,12 @@ TEST_F(CliTest, BadInputGivesOneLineAndStatusTwoAndNoOutput) {
         SCOPED_TRACE(testing::PrintToString(arguments));
         const Outcome result = run(arguments);
         EXPECT_EQ(result.status, 2);
-        EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+        EXPECT_EQ(lineCount(result.err), 1u) << result.err;
         EXPECT_EQ(result.err.rfind("tarn-psk31 " + arguments[0] + ": ", 0), 0u) << result.err;
         EXPECT_NE(result.err.find(words), std::string::npos) << result.err;
         EXPECT_EQ(result.out, "");
     }
-    EXPECT_EQ(listing(),
-              (std::vector<std::string>{"empty.wav", "good.wav", "long.txt", "words.wav"}));
+    EXPECT_EQ(listing(), (std::vector<std::string>{"good.wav", "long.txt", "words.wav"}));
 }
 
 TEST_F(CliTest, UnknownCommandsAndOptionsShowUsage) {

@@ -29,10 +29,6 @@ void writeFloatWav(const std::string& file, const std::vector<float>& samples, i
     sf_close(out);
 }
 
-size_t lineCount(const std::string& text) {
-    return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
-}
-
 TEST_F(CliTest, SamplesThatAreNotFiniteAreCleanedAndReportedOnce) {
     ASSERT_EQ(run({"encode", "--text", kText, "--lead-in", "2", "-o", path("s.wav")}).status, 0);
     auto clean = audiofile::readAudioFile(path("s.wav"));

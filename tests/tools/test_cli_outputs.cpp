@@ -18,10 +18,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-size_t lineCount(const std::string& text) {
-    return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
-}
-
 TEST_F(CliTest, AnOutputThatIsAnInputIsRefusedAndNothingIsTouched) {
     ASSERT_EQ(run({"encode", "--text", "CQ", "-o", path("in.wav")}).status, 0);
     std::ofstream(path("notes.txt")) << "CQ DE N0CALL\n";
@@ -51,7 +47,7 @@ TEST_F(CliTest, AnOutputThatIsAnInputIsRefusedAndNothingIsTouched) {
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.arguments));
         const std::string redirect =
-            c.standardInput.empty() ? "" : "exec <" + shellWord(path(c.standardInput)) + ";";
+            c.standardInput.empty() ? "" : "exec <" + shellQuoted(path(c.standardInput)) + ";";
         const Outcome result = run(c.arguments, "", redirect);
         EXPECT_EQ(result.status, 2);
         EXPECT_EQ(lineCount(result.err), 1u) << result.err;
