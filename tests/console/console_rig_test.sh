@@ -1,0 +1,88 @@
+#!/bin/bash
+# The console keying a radio on live audio: a private PulseAudio server with
+# a null sink stands in for the radio's audio and rigctld with Hamlib's dummy
+# radio for its CAT port (reached as model 2 on a free local port). The
+# console test program (on an X server of its own) checks the RF readout and
+# that PTT is on while a typed line plays and off after; "tarn-psk31 listen"
+# on the sink's monitor must decode the whole line, so the audio reached the
+# sink and played to its end.
+#
+# usage: console_rig_test.sh PATH/TO/tarn-psk31 PATH/TO/test_console_rig
+# Exit 77 (skipped) when pulseaudio, rigctld, rigctl or xvfb-run is not
+# installed. Only processes started here are stopped.
+set -u
+
+usage="usage: console_rig_test.sh TARN-PSK31 TEST-PROGRAM"
+program=${1:?$usage}
+console_test=${2:?$usage}
+callsign=TARN8
+for tool in pulseaudio rigctld rigctl xvfb-run; do
+    if ! command -v $tool > /dev/null; then
+        echo "$tool is not installed: skipped"
+        exit 77
+    fi
+done
+
+. "$(dirname "$0")/../support/private_pulse.sh"
+
+work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-console-rig.XXXXXX")
+suppress_library_leftovers "$work"
+listen_pid=""
+rigctld_pid=""
+cleanup() {
+    stop_process "$listen_pid"
+    stop_process "$rigctld_pid"
+    stop_process "$private_pulse_pid"
+    rm -rf "$work"
+}
+trap cleanup EXIT
+
+start_private_pulse "$work" || exit 1
+
+# ThreadSanitizer builds: the sound server's client libraries and Qt are not
+# instrumented, so their internal hand-offs are suppressed.
+here=$(cd "$(dirname "$0")" && pwd)
+cat "$here/../audio/tsan_sound_libraries.supp" "$here/tsan-qt-windows.supp" > "$work/tsan.supp"
+export TSAN_OPTIONS="${TSAN_OPTIONS:+$TSAN_OPTIONS:}suppressions=$work/tsan.supp"
+
+port=$(python3 -c 'import socket; s=socket.socket(); s.bind(("127.0.0.1", 0)); print(s.getsockname()[1])')
+rigctld -m 1 -P RIG -T 127.0.0.1 -t "$port" > "$work/rigctld.log" 2>&1 &
+rigctld_pid=$!
+for _ in $(seq 50); do
+    [ "$(rigctl -m 2 -r "127.0.0.1:$port" t 2> /dev/null)" = 0 ] && break
+    sleep 0.1
+done
+
+"$program" listen < /dev/null > "$work/listen.out" 2> "$work/listen.err" &
+listen_pid=$!
+if ! wait_for "$work/listen.err" "listening to" 10; then
+    echo "FAIL: listen did not start"
+    cat "$work/listen.err"
+    exit 1
+fi
+sleep 1
+: > "$work/listen.out"
+
+# The console program runs on X with Qt's xcb and GL libraries, whose
+# leftovers at exit are not checked (listen's are), as for the console's GL
+# test.
+status=0
+TARN_TEST_RIG="127.0.0.1:$port" TARN_TEST_CALLSIGN=$callsign QT_QPA_PLATFORM=xcb \
+    LSAN_OPTIONS="" ASAN_OPTIONS="${ASAN_OPTIONS:+$ASAN_OPTIONS:}detect_leaks=0" \
+    xvfb-run -a -s "-screen 0 1280x800x24" "$console_test" > "$work/console.log" 2>&1 ||
+    status=$?
+if [ "$status" != 0 ] || grep -q "^SKIP" "$work/console.log"; then
+    echo "FAIL: the console test program failed (status $status):"
+    cat "$work/console.log"
+    exit 1
+fi
+# The last block of 250 ms still has to pass through the receiver.
+if ! wait_for "$work/listen.out" "CQ de $callsign" 5; then
+    echo "FAIL: the listener did not print \"CQ de $callsign\"; got:"
+    od -c "$work/listen.out" | head -20
+    echo "--- listen's log"
+    cat "$work/listen.err"
+    exit 1
+fi
+echo "decoded: $(tr -d '\000' < "$work/listen.out" | tr '\n' ' ')"
+echo "the console keyed the radio around its transmission, which decoded as sent"
