@@ -5,7 +5,8 @@
 # console test program (on an X server of its own) checks the RF readout and
 # that PTT is on while a typed line plays and off after; "tarn-psk31 listen"
 # on the sink's monitor must decode the whole line, so the audio reached the
-# sink and played to its end.
+# sink and played to its end, and "listen --scan" with the same rig must give
+# the station's RF (dial plus carrier on USB) in its JSON lines.
 #
 # usage: console_rig_test.sh PATH/TO/tarn-psk31 PATH/TO/test_console_rig
 # Exit 77 (skipped) when pulseaudio, rigctld, rigctl or xvfb-run is not
@@ -28,9 +29,11 @@ done
 work=$(mktemp -d "${TMPDIR:-/tmp}/tarn-console-rig.XXXXXX")
 suppress_library_leftovers "$work"
 listen_pid=""
+scan_pid=""
 rigctld_pid=""
 cleanup() {
     stop_process "$listen_pid"
+    stop_process "$scan_pid"
     stop_process "$rigctld_pid"
     stop_process "$private_pulse_pid"
     rm -rf "$work"
@@ -55,11 +58,16 @@ done
 
 "$program" listen < /dev/null > "$work/listen.out" 2> "$work/listen.err" &
 listen_pid=$!
-if ! wait_for "$work/listen.err" "listening to" 10; then
-    echo "FAIL: listen did not start"
-    cat "$work/listen.err"
-    exit 1
-fi
+"$program" listen --scan --format jsonl --rig 2 --rig-port "127.0.0.1:$port" \
+    < /dev/null > "$work/scan.out" 2> "$work/scan.err" &
+scan_pid=$!
+for log in listen scan; do
+    if ! wait_for "$work/$log.err" "listening to" 10; then
+        echo "FAIL: $log did not start"
+        cat "$work/$log.err"
+        exit 1
+    fi
+done
 sleep 1
 : > "$work/listen.out"
 
@@ -85,4 +93,18 @@ if ! wait_for "$work/listen.out" "CQ de $callsign" 5; then
     exit 1
 fi
 echo "decoded: $(tr -d '\000' < "$work/listen.out" | tr '\n' ' ')"
-echo "the console keyed the radio around its transmission, which decoded as sent"
+# Every piece of the station at 1500 Hz carries its RF: the dial (14070000 Hz,
+# USB, set by the console test) plus the carrier, each printed to 0.1 Hz.
+if ! python3 - "$work/scan.out" << 'CHECK'; then
+import json, sys
+pieces = [json.loads(line) for line in open(sys.argv[1]) if line.strip()]
+station = [p for p in pieces if abs(p["freq"] - 1500.0) < 10.0]
+wrong = [p for p in station if abs(p.get("rf", 0.0) - (14070000.0 + p["freq"])) > 0.11]
+print(f"{len(station)} pieces from the station, {len(wrong)} without its RF")
+sys.exit(0 if station and not wrong else 1)
+CHECK
+    echo "FAIL: listen --scan did not give the station's RF; got:"
+    head -20 "$work/scan.out"
+    exit 1
+fi
+echo "the console keyed the radio around its transmission, which decoded as sent, with its RF"
