@@ -2,7 +2,12 @@
 // the sequencer keys rigctld by CAT and plays a one-second tone through the
 // host's output (the system default), while a capture stream on the default
 // input (the output's monitor) timestamps when the tone arrives and ends.
-// Prints, per run, PTT on to the first audio and the last audio to PTT off.
+// Prints, per run, PTT on to the first audio and the last audio to PTT off
+// as the monitor hears them, and then on the output's own clock: the
+// monitor's timestamps come from the capture side's latency estimate, which
+// wanders by several milliseconds against the output's (the sound server's
+// null sink has no real clock), so its offset at the last sample, known on
+// both sides, is taken out of both figures.
 //
 //   ptt_host_timing HOST:PORT LEAD_MS TAIL_MS RUNS
 #include "audio/AudioHost.h"
@@ -15,6 +20,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -108,7 +114,10 @@ int main(int argc, char** argv) {
         std::printf("output latency %.1f ms; settings lead %lld ms, tail %lld ms\n",
                     host.outputLatency() * 1e3, static_cast<long long>(lead.count()),
                     static_cast<long long>(tail.count()));
-        for (int run = 0; run < runs; ++run) {
+        // Run 0 is not reported: the first transmission after the streams
+        // open has come out with its monitor timestamps before PTT on in
+        // every trial, the capture side's estimate not yet settled.
+        for (int run = 0; run <= runs; ++run) {
             std::vector<float> tone(8000);
             for (std::size_t n = 0; n < tone.size(); ++n) {
                 tone[n] = static_cast<float>(0.5 * std::cos(2.0 * M_PI * 1000.0 * n / kRate));
@@ -120,13 +129,32 @@ int main(int argc, char** argv) {
                 std::printf("refused: %s\n", sequencer.lastError().c_str());
                 return 1;
             }
+            // The output's DAC time of the last sample, read while the tail
+            // runs (the next transmission clears it).
+            std::optional<Clock::time_point> lastAtDac;
             while (sequencer.sending()) {
-                std::this_thread::sleep_for(std::chrono::milliseconds(5));
+                if (!lastAtDac) {
+                    lastAtDac = host.playedOutAt();
+                }
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
             }
             std::this_thread::sleep_for(std::chrono::milliseconds(500));
-            std::printf("run %d: PTT on to first audio %.1f ms, last audio to PTT off %.1f ms\n",
-                        run + 1, (monitor.first.load() - ptt.onNs.load()) / 1e6,
-                        (ptt.offNs.load() - monitor.last.load()) / 1e6);
+            if (run == 0) {
+                continue;
+            }
+            const double first = (monitor.first.load() - ptt.onNs.load()) / 1e6;
+            const double last = (ptt.offNs.load() - monitor.last.load()) / 1e6;
+            std::printf("run %d: PTT on to first audio %.1f ms, last audio to PTT off %.1f ms", run,
+                        first, last);
+            if (lastAtDac) {
+                // The end of the last sample on the output's clock.
+                const long long endNs =
+                    lastAtDac->time_since_epoch().count() + static_cast<long long>(1e9 / kRate);
+                const double skew = (monitor.last.load() - endNs) / 1e6;
+                std::printf("; on the output's clock %.1f ms and %.1f ms", first - skew,
+                            last + skew);
+            }
+            std::printf("\n");
         }
     }
     Pa_Terminate();

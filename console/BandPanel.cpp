@@ -36,7 +36,7 @@ bool isWordCharacter(QChar c) {
 
 BandPanel::BandPanel(QWidget* parent) : QTableWidget(0, columnCount, parent) {
     setObjectName(QStringLiteral("bandPanel"));
-    setHorizontalHeaderLabels({tr("Hz"), tr("SNR"), tr("IMD"), tr("Text")});
+    setHorizontalHeaderLabels({tr("Hz"), tr("RF kHz"), tr("SNR"), tr("IMD"), tr("Text")});
     setEditTriggers(NoEditTriggers);
     setSelectionBehavior(SelectRows);
     setSelectionMode(SingleSelection);
@@ -54,6 +54,8 @@ BandPanel::BandPanel(QWidget* parent) : QTableWidget(0, columnCount, parent) {
     horizontalHeader()->setSectionResizeMode(QHeaderView::Interactive);
     const int digit = metrics.horizontalAdvance(QLatin1Char('0'));
     setColumnWidth(frequencyColumn, digit * 8);
+    setColumnWidth(rfColumn, digit * 11);
+    setColumnHidden(rfColumn, true);
     setColumnWidth(snrColumn, digit * 7);
     setColumnWidth(imdColumn, digit * 7);
     horizontalHeader()->setStretchLastSection(true);
@@ -69,7 +71,8 @@ void BandPanel::showChannels(std::vector<scanner::ChannelSnapshot> channels) {
     for (int row = 0; row < rowCount(); ++row) {
         const scanner::ChannelSnapshot& channel = channels[static_cast<size_t>(row)];
         const QString cells[columnCount] = {
-            number("%.1f", channel.frequency), number("%.1f", channel.snrDb),
+            number("%.1f", channel.frequency), rfText(channel.frequency),
+            number("%.1f", channel.snrDb),
             channel.imdDb ? number("%.1f", *channel.imdDb) : QStringLiteral("–"),
             shownText(channel.latestText)};
         for (int column = 0; column < columnCount; ++column) {
@@ -86,6 +89,25 @@ void BandPanel::showChannels(std::vector<scanner::ChannelSnapshot> channels) {
         }
         item(row, frequencyColumn)->setData(Qt::UserRole, channel.frequency);
     }
+}
+
+void BandPanel::setDial(std::optional<double> dialHz, tarn::rig::Sideband sideband) {
+    if (dialHz == dial && sideband == dialSideband)
+        return;
+    dial = dialHz;
+    dialSideband = sideband;
+    for (int row = 0; row < rowCount(); ++row) {
+        if (QTableWidgetItem* cell = item(row, rfColumn))
+            cell->setText(rfText(rowFrequency(row)));
+    }
+    // Whether RF is known depends on the dial and sideband, not on the tone.
+    setColumnHidden(rfColumn, rfText(0.0).isEmpty());
+}
+
+QString BandPanel::rfText(double audioHz) const {
+    const std::optional<double> rf =
+        dial ? tarn::rig::rfFrequency(*dial, dialSideband, audioHz) : std::nullopt;
+    return rf ? number("%.3f", *rf / 1000.0) : QString();
 }
 
 double BandPanel::rowFrequency(int row) const {

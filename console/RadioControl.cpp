@@ -1,5 +1,6 @@
 #include "console/RadioControl.h"
 
+#include "console/BandPanel.h"
 #include "console/ConsoleFeatures.h"
 #include "console/FrequencyScale.h"
 #include "console/QsoLogging.h"
@@ -147,6 +148,8 @@ void RadioControl::refreshReadout() {
     if (auto* features = console.findChild<ConsoleFeatures*>(QStringLiteral("consoleFeatures"));
         features != nullptr && features->frequencyScale() != nullptr)
         features->frequencyScale()->setDial(dial, sideband);
+    if (auto* bands = console.findChild<BandPanel*>(QStringLiteral("bandPanel")))
+        bands->setDial(dial, sideband);
 }
 
 void RadioControl::timerEvent(QTimerEvent*) {

@@ -21,6 +21,7 @@ int TransmitSequence::start(std::unique_ptr<Transmission> transmission, bool rou
         return kBusy;
     }
     timing = nextTiming;
+    watchdogCut = false;
     const std::string refusal = ptt.setPtt(true);
     if (!refusal.empty()) {
         error = "PTT could not be keyed: " + refusal;
@@ -59,6 +60,7 @@ TransmitSequence::TimePoint TransmitSequence::advance() {
         tarnLog("Transmit watchdog: PTT released after %lld s\n",
                 static_cast<long long>(
                     std::chrono::duration_cast<std::chrono::seconds>(timing.watchdog).count()));
+        watchdogCut = true;
         finish(phase == Phase::Playing);
         return TimePoint::max();
     }

@@ -66,6 +66,8 @@ public:
     // Why the last start was refused, for the operator ("PTT could not be
     // keyed: IO error").
     const std::string& lastError() const { return error; }
+    // The last transmission was cut by the watchdog (until the next start).
+    bool cutByWatchdog() const { return watchdogCut; }
     // Delays and watchdog for the next transmission (not the one on air).
     void setTiming(SequenceTiming value) { nextTiming = value; }
 
@@ -83,6 +85,7 @@ private:
     TimePoint pttOnAt{};
     TimePoint pttOffAt{};
     std::string error;
+    bool watchdogCut = false;
     std::atomic<bool> sendingNow{false};
 };
 

