@@ -116,12 +116,9 @@ void ConsoleFeatures::extendSettingsScreen(SettingsViewController& screen) {
     form->addRow(QString(), firstRun);
     connect(firstRun, &QPushButton::clicked, &screen, [this, &screen] {
         FirstRunDialog dialog(console.settingsStore(), AudioDeviceNames{}, &screen);
-        if (dialog.exec() == QDialog::Accepted) {
-            // The screen stores its own fields when it closes: show it the
-            // answers.
-            screen.callsign()->setText(console.settingsStore().callsign().value_or(QString()));
-            screen.location()->setText(console.settingsStore().location().value_or(QString()));
-        }
+        // The screen stores its own fields when it closes: show it the answers.
+        if (dialog.exec() == QDialog::Accepted)
+            dialog.showAnswersIn(screen);
     });
 
     auto* about = new QPushButton(tr("&About tarn-psk31…"), group);
