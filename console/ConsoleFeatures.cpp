@@ -47,10 +47,6 @@ ConsoleFeatures::ConsoleFeatures(TarnViewController& console)
     keys = new ConsoleShortcuts(console);
     theme::applyReceiveFont(*console.textOutput(), console.settingsStore());
     console.installEventFilter(this);
-    // The window is never made narrower than its rows of controls need, so
-    // none of them is squeezed below its text (the designed 640x400 points
-    // is a little too narrow for the tuning row).
-    console.setMinimumSize(console.minimumSize().expandedTo(console.minimumSizeHint()));
     // One tick for the scale and the squelch (a timer event, not a QTimer:
     // the console's refresh timers are its own).
     startTimer(static_cast<int>(AutoSquelch::kTickSeconds * 1000.0), Qt::PreciseTimer);
@@ -120,12 +116,9 @@ void ConsoleFeatures::extendSettingsScreen(SettingsViewController& screen) {
     form->addRow(QString(), firstRun);
     connect(firstRun, &QPushButton::clicked, &screen, [this, &screen] {
         FirstRunDialog dialog(console.settingsStore(), AudioDeviceNames{}, &screen);
-        if (dialog.exec() == QDialog::Accepted) {
-            // The screen stores its own fields when it closes: show it the
-            // answers.
-            screen.callsign()->setText(console.settingsStore().callsign().value_or(QString()));
-            screen.location()->setText(console.settingsStore().location().value_or(QString()));
-        }
+        // The screen stores its own fields when it closes: show it the answers.
+        if (dialog.exec() == QDialog::Accepted)
+            dialog.showAnswersIn(screen);
     });
 
     auto* about = new QPushButton(tr("&About tarn-psk31…"), group);

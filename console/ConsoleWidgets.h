@@ -1,7 +1,10 @@
 // Small controls of the console that the widget set lacks: a slider over a
-// float range and a momentary segmented control.
+// float range, a momentary segmented control and a row layout that wraps.
 #pragma once
 
+#include <QLayout>
+#include <QList>
+#include <QScrollArea>
 #include <QSlider>
 #include <QStringList>
 #include <QWidget>
@@ -52,4 +55,58 @@ signals:
 private:
     QList<QToolButton*> buttons;
     int selected = -1;
+};
+
+// A row of controls that wraps onto further lines when the width is too
+// small for all of them, so that a narrow window (a small screen, or 150 %
+// and 200 % scale) shows every control whole. On each line the items that
+// expand sideways (a slider, a spacer) share the width left over, as in a
+// box layout; a spacer at the start of a line is dropped. Hidden widgets
+// take no room.
+class FlowLayout : public QLayout {
+public:
+    explicit FlowLayout(QWidget* parent = nullptr);
+    ~FlowLayout() override;
+
+    // Moves the items of `holder`'s box layout (widgets, spacers, inner
+    // layouts), in order, into a flow layout with the same margins and
+    // spacing, which takes its place.
+    static FlowLayout* replaceLayoutOf(QWidget* holder);
+
+    void addItem(QLayoutItem* item) override;
+    int count() const override;
+    QLayoutItem* itemAt(int index) const override;
+    QLayoutItem* takeAt(int index) override;
+    Qt::Orientations expandingDirections() const override;
+    bool hasHeightForWidth() const override;
+    int heightForWidth(int width) const override;
+    QSize minimumSize() const override;
+    QSize sizeHint() const override;
+    void setGeometry(const QRect& rect) override;
+
+private:
+    // Places the items in `rect` (when `apply`); returns the height used.
+    int arrange(const QRect& rect, bool apply) const;
+
+    QList<QLayoutItem*> items;
+};
+
+// A scroll area that scrolls up and down only: it is never narrower than
+// what it shows needs (with room for its scroll bar), so a narrow window
+// wraps or squeezes the content instead of cutting it off at the side.
+class VerticalScrollArea : public QScrollArea {
+    Q_OBJECT
+public:
+    explicit VerticalScrollArea(QWidget* parent = nullptr);
+
+    // All of the content at the present width (wrapped rows included), so
+    // that a window with room shows it without a scroll bar.
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
+    // Follows the content widget (a child of the viewport, whenever it is
+    // set) for changes of its least width.
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
+protected:
+    void resizeEvent(QResizeEvent* event) override;
 };

@@ -1,5 +1,6 @@
 #include "console/FirstRunDialog.h"
 
+#include "settings/RadioSettings.h"
 #include "settings/SettingsDefaults.h"
 #include "settings/SettingsStore.h"
 #include "settings/SettingsViewController.h"
@@ -9,7 +10,11 @@
 #include <QFormLayout>
 #include <QLabel>
 #include <QLineEdit>
+#include <QPushButton>
+#include <QSpinBox>
 #include <QVBoxLayout>
+
+#include <initializer_list>
 
 namespace {
 
@@ -32,11 +37,12 @@ FirstRunDialog::FirstRunDialog(SettingsStore& store, const AudioDeviceNames& dev
     setObjectName(QStringLiteral("firstRunDialog"));
     setWindowTitle(tr("Welcome to tarn-psk31"));
     auto* layout = new QVBoxLayout(this);
-    auto* intro = new QLabel(tr("Before the first QSO: who you are and which sound devices "
-                                "connect to the radio. The macros use your call sign (\\C), "
-                                "name and locator (\\L). All of it can be changed later in "
-                                "Settings."),
-                             this);
+    auto* intro = new QLabel(
+        tr("Before the first QSO: who you are, which sound devices "
+           "connect to the radio and how it is keyed. The macros use your call sign (\\C), "
+           "name and locator (\\L). All of it can be changed later in "
+           "Settings."),
+        this);
     intro->setWordWrap(true);
     layout->addWidget(intro);
     auto* form = new QFormLayout;
@@ -54,6 +60,16 @@ FirstRunDialog::FirstRunDialog(SettingsStore& store, const AudioDeviceNames& dev
     form->addRow(tr("Radio &input"), inputChooser);
     form->addRow(tr("Radio &output"), outputChooser);
     layout->addLayout(form);
+    // The radio as the settings screen's Radio section has it (the same
+    // settings), only its first questions: the timings keep their defaults.
+    radioFields = new RadioSettings(store, this);
+    if (auto* radioForm = qobject_cast<QFormLayout*>(radioFields->layout()))
+        for (QWidget* later : std::initializer_list<QWidget*>{
+                 radioFields->speed(), radioFields->leadDelay(), radioFields->tailDelay(),
+                 radioFields->watchdog(), radioFields->timeout(), radioFields->preamble(),
+                 radioFields->testPttButton()})
+            radioForm->setRowVisible(later, false);
+    layout->addWidget(radioFields);
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
     connect(buttons, &QDialogButtonBox::accepted, this, &FirstRunDialog::accept);
     connect(buttons, &QDialogButtonBox::rejected, this, &FirstRunDialog::reject);
@@ -73,6 +89,20 @@ void FirstRunDialog::accept() {
     store.setLocation(locatorField->text().trimmed());
     store.setRadioInputDevice(inputChooser->currentData().toString());
     store.setRadioOutputDevice(outputChooser->currentData().toString());
+    radioFields->save();
     store.synchronize();
     QDialog::accept();
+}
+
+void FirstRunDialog::showAnswersIn(SettingsViewController& screen) const {
+    screen.callsign()->setText(store.callsign().value_or(QString()));
+    screen.location()->setText(store.location().value_or(QString()));
+    RadioSettings* shown = screen.radioSettings();
+    if (shown == nullptr)
+        return;
+    shown->maker()->setCurrentIndex(radioFields->maker()->currentIndex());
+    shown->model()->setCurrentIndex(radioFields->model()->currentIndex());
+    shown->port()->setText(radioFields->port()->text());
+    shown->pttMethod()->setCurrentIndex(radioFields->pttMethod()->currentIndex());
+    shown->pttPort()->setText(radioFields->pttPort()->text());
 }

@@ -1,5 +1,6 @@
-// The first-run dialog: call sign, name, locator and the radio's audio
-// devices, written to the settings when the operator presses OK. The
+// The first-run dialog: call sign, name, locator, the radio's audio devices
+// and the radio itself (model by maker and name, port, how PTT is keyed),
+// written to the settings when the operator presses OK. The
 // console's program shows it while the call sign is still the placeholder
 // "Please Edit"; the settings screen reopens it.
 #pragma once
@@ -10,7 +11,9 @@
 
 class QComboBox;
 class QLineEdit;
+class RadioSettings;
 class SettingsStore;
+class SettingsViewController;
 
 class FirstRunDialog : public QDialog {
     Q_OBJECT
@@ -24,6 +27,12 @@ public:
     QLineEdit* callsign() const { return callsignField; }
     QLineEdit* operatorName() const { return nameField; }
     QLineEdit* locator() const { return locatorField; }
+    // The radio's fields, as the settings screen has them.
+    RadioSettings* radio() const { return radioFields; }
+
+    // Shows the stored answers in an open settings screen, which writes its
+    // own fields back when it closes.
+    void showAnswersIn(SettingsViewController& screen) const;
 
     // Stores the fields and accepts.
     void accept() override;
@@ -35,4 +44,5 @@ private:
     QLineEdit* locatorField;
     QComboBox* inputChooser;
     QComboBox* outputChooser;
+    RadioSettings* radioFields;
 };

@@ -1,5 +1,6 @@
 #include "console/QsoForm.h"
 
+#include "console/ConsoleWidgets.h"
 #include "console/RecentContacts.h"
 #include "logbook/AdifQso.h"
 #include "logbook/CallSign.h"
@@ -38,6 +39,9 @@ QString locatorForm(const QString& word) {
 QsoForm::QsoForm(QLineEdit* callField, QWidget* parent)
     : QWidget(parent), ui(std::make_unique<Ui::QsoForm>()), callField(callField) {
     ui->setupUi(this);
+    // The recent contacts sit beside the fields, sharing the width, and go
+    // under them when the window is too narrow for both.
+    FlowLayout::replaceLayoutOf(this);
     connect(ui->logButton, &QPushButton::clicked, this, &QsoForm::logRequested);
 }
 

@@ -29,3 +29,12 @@ void RecentContacts::showContacts(const std::vector<logbook::Qso>& newestFirst) 
         ++row;
     }
 }
+
+QSize RecentContacts::sizeHint() const {
+    const int frame = 2 * frameWidth();
+    int titles = 0;
+    for (int column = 0; column < columnCount(); ++column)
+        titles += horizontalHeader()->sectionSizeHint(column);
+    return {titles + frame, horizontalHeader()->sizeHint().height() +
+                                3 * verticalHeader()->defaultSectionSize() + frame};
+}

@@ -18,4 +18,8 @@ public:
     explicit RecentContacts(QWidget* parent = nullptr);
 
     void showContacts(const std::vector<logbook::Qso>& newestFirst);
+
+    // Wide enough for the columns' titles, tall enough for three rows:
+    // the height of the QSO form's fields beside it.
+    QSize sizeHint() const override;
 };

@@ -5,6 +5,7 @@
 #include "console/BandScanning.h"
 #include "console/ConsoleFeatures.h"
 #include "console/ConsoleWidgets.h"
+#include "console/QsoForm.h"
 #include "console/QsoLogging.h"
 #include "console/RadioControl.h"
 #include "console/RecordingPlayer.h"
@@ -13,12 +14,14 @@
 #include "ui_TarnViewController.h"
 
 #include <QCheckBox>
+#include <QDockWidget>
 #include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMouseEvent>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QStyle>
 #include <QToolBar>
 #include <QTouchEvent>
 #include <QWindow>
@@ -32,8 +35,7 @@ constexpr double kSwipeDistance = 48.0;
 } // namespace
 
 TarnViewController::TarnViewController(std::optional<tarnaudio::AudioHostOptions> audio,
-                                       SettingsStore& store, FormFactor formFactor,
-                                       QWidget* parent)
+                                       SettingsStore& store, FormFactor formFactor, QWidget* parent)
     : QMainWindow(parent), ui(std::make_unique<Ui::TarnViewController>()),
       audioOptions(audio ? std::make_unique<tarnaudio::AudioHostOptions>(*audio) : nullptr),
       store(store), deviceFormFactor(formFactor) {
@@ -57,6 +59,7 @@ TarnViewController::TarnViewController(std::optional<tarnaudio::AudioHostOptions
     // Frequency scale, Auto squelch, keys, fonts and the settings' Display
     // group; last, so the window's minimum size counts every panel.
     new ConsoleFeatures(*this);
+    fitNarrowWindows();
 }
 
 TarnViewController::~TarnViewController() {
@@ -91,6 +94,39 @@ void TarnViewController::connectControls() {
     connect(ui->textInputField, &QLineEdit::returnPressed, this,
             &TarnViewController::processTextInput);
     ui->textInputField->installEventFilter(this);
+}
+
+void TarnViewController::fitNarrowWindows() {
+    // The rows of controls wrap when the window is narrow, and scroll with
+    // the QSO form when it is short; the display, the received text and the
+    // input row stay in view down to a window of 400x240 points. Last, so
+    // that the rows hold every control the panels added.
+    FlowLayout::replaceLayoutOf(ui->tuningBar);
+    FlowLayout::replaceLayoutOf(ui->levelBar);
+    QsoForm* form = logging->form();
+    ui->mainLayout->removeWidget(form);
+    ui->controlsLayout->addWidget(form);
+    ui->controlsLayout->addStretch();
+}
+
+void TarnViewController::showEvent(QShowEvent* event) {
+    QMainWindow::showEvent(event);
+    if (sidePanelsFitted)
+        return;
+    sidePanelsFitted = true;
+    // A side panel asks for its width before the window is laid out; on the
+    // first showing it leaves the rows room for one line, so a window that
+    // has the room opens with the rows unwrapped.
+    const QMargins margins = ui->mainLayout->contentsMargins();
+    const int room = width() - ui->tuningBar->sizeHint().width() - margins.left() -
+                     margins.right() - style()->pixelMetric(QStyle::PM_DockWidgetSeparatorExtent);
+    for (QDockWidget* dock : findChildren<QDockWidget*>()) {
+        const Qt::DockWidgetArea area = dockWidgetArea(dock);
+        if (!dock->isHidden() && !dock->isFloating() &&
+            (area == Qt::LeftDockWidgetArea || area == Qt::RightDockWidgetArea) &&
+            dock->width() > room && room > 0)
+            resizeDocks({dock}, {room}, Qt::Horizontal);
+    }
 }
 
 QLineEdit* TarnViewController::textInput() const {

@@ -24,8 +24,8 @@
 // properties, drainTextBuffer and spectrumLevel.
 #pragma once
 
-#include "console/FormFactor.h"
 #include "audio/AudioHost.h"
+#include "console/FormFactor.h"
 #include "engine/TarnData.h"
 #include "settings/AudioDeviceNames.h"
 
@@ -201,6 +201,7 @@ public slots:
 protected:
     bool eventFilter(QObject* watched, QEvent* event) override;
     void changeEvent(QEvent* event) override;
+    void showEvent(QShowEvent* event) override;
 
 private slots:
     // Background and foreground follow the application's state.
@@ -210,6 +211,9 @@ private:
     // Set-up order once the widgets exist: display, engine, timer, settings.
     void initializeConsole();
     void connectControls();
+    // Rows of controls that wrap and scroll with the QSO form (last step of
+    // the construction).
+    void fitNarrowWindows();
     QTimer* startDisplayTimer();
     // The escapes' values as they are now (settings and QSO field).
     MacroExpander macroExpander();
@@ -240,4 +244,5 @@ private:
     bool launchActivationSeen = false;
     std::optional<QPointF> swipeStart; // global position of a one-finger touch
     bool lastCharWasCR = false;        // a received CR LF pair may span two ticks
+    bool sidePanelsFitted = false;     // on the first showing
 };

@@ -1,15 +1,18 @@
 // The console's operator aids on a live console: the frequency scale, the
-// Auto squelch box, the keys, saving the received text and the Display group
-// of the settings screen.
+// Auto squelch box, the keys, saving the received text, the Display group
+// of the settings screen and the first-run questions.
 #include "console/AutoSquelchControl.h"
 #include "console/ConsoleFeatures.h"
 #include "console/ConsoleShortcuts.h"
 #include "console/ConsoleWidgets.h"
+#include "console/FirstRunDialog.h"
 #include "console/FrequencyScale.h"
+#include "settings/RadioSettings.h"
 #include "tests/console/ConsoleFixture.h"
 
 #include <QAction>
 #include <QCheckBox>
+#include <QComboBox>
 #include <QFile>
 #include <QLabel>
 #include <QLineEdit>
@@ -88,6 +91,41 @@ private slots:
         QVERIFY(saved.open(QIODevice::ReadOnly));
         QCOMPARE(saved.readAll(), QByteArray("cq de dl1abc\nname Ann\n"));
         QVERIFY(!keys->saveReceivedText(fixture.directory.filePath("no/such/dir/rx.txt")));
+    }
+
+    // The answers land in the settings file, the radio under the same keys
+    // the settings screen's Radio section uses; a fresh dialog shows them.
+    void firstRunStoresWhoAndTheRadio() {
+        ConsoleFixture fixture;
+        const QString path = fixture.directory.filePath("settings.ini");
+        FirstRunDialog dialog(*fixture.store, AudioDeviceNames{});
+        QCOMPARE(dialog.radio()->model()->currentData().toInt(), 0); // none by default
+        QCOMPARE(dialog.radio()->pttMethod()->currentData().toString(), QString("none"));
+        dialog.callsign()->setText("dl1abc");
+        dialog.operatorName()->setText("Ann");
+        dialog.locator()->setText("JO62QM");
+        QVERIFY(dialog.radio()->maker()->count() > 1); // Hamlib lists makers
+        dialog.radio()->maker()->setCurrentIndex(1);
+        const int model = dialog.radio()->model()->currentData().toInt();
+        QVERIFY(model > 0);
+        dialog.radio()->port()->setText("/dev/ttyUSB0");
+        dialog.radio()->pttMethod()->setCurrentIndex(
+            dialog.radio()->pttMethod()->findData(QString("rts")));
+        dialog.accept();
+
+        SettingsStore reread(path);
+        QCOMPARE(reread.callsign(), std::optional<QString>("DL1ABC"));
+        QCOMPARE(reread.operatorName(), std::optional<QString>("Ann"));
+        QCOMPARE(reread.location(), std::optional<QString>("JO62QM"));
+        const tarn::rig::RigConfig radio = reread.rigConfig();
+        QCOMPARE(radio.model, model);
+        QCOMPARE(radio.port, std::string("/dev/ttyUSB0"));
+        QCOMPARE(radio.ptt, tarn::rig::PttMethod::Rts);
+        QVERIFY(!FirstRunDialog::wanted(reread));
+
+        FirstRunDialog again(reread, AudioDeviceNames{});
+        QCOMPARE(again.radio()->model()->currentData().toInt(), model);
+        QCOMPARE(again.radio()->port()->text(), QString("/dev/ttyUSB0"));
     }
 };
 
