@@ -233,6 +233,9 @@ int FlowLayout::arrange(const QRect& rect, bool apply) const {
 VerticalScrollArea::VerticalScrollArea(QWidget* parent) : QScrollArea(parent) {
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setWidgetResizable(true);
+    // A click or touch on a label in the area must not take the focus from
+    // the input field; the controls inside take it themselves.
+    setFocusPolicy(Qt::NoFocus);
     viewport()->installEventFilter(this);
 }
 
