@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <clocale>
 #include <condition_variable>
 #include <deque>
 #include <future>
@@ -71,6 +72,17 @@ int openHamlibRig(RIG* rig) {
     const __lsan::ScopedDisabler hamlibsOwnTables;
 #endif
     return rig_open(rig);
+}
+
+// Hamlib's rig_open saves the name of the numeric locale, switches it to
+// "C" and then restores the saved name; but the switch frees that name
+// unless the locale is "C" already, so the restore reads freed memory (and
+// the switch races with other threads' use of the locale). The numeric
+// locale is set to "C" before each connection's Hamlib thread starts, so that the
+// switch changes nothing. None of this system's own text depends on it: Qt
+// formats numbers through QLocale and the tools never leave "C".
+void keepNumericLocaleC() {
+    std::setlocale(LC_NUMERIC, "C");
 }
 
 struct Request {
@@ -299,6 +311,7 @@ void RigConnection::Worker::run() {
 
 RigConnection::RigConnection(const RigConfig& config) : worker(std::make_shared<Worker>(config)) {
     if (usesHamlib(config)) {
+        keepNumericLocaleC();
         std::thread([w = worker] { w->run(); }).detach();
         EmergencyRelease::add(this);
     }

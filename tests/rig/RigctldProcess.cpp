@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstdio>
 #include <netinet/in.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <thread>
@@ -50,6 +51,9 @@ RigctldProcess::RigctldProcess(int port) : port(port) {
     const std::string portText = std::to_string(port);
     pid = fork();
     if (pid == 0) {
+        // Dies with the test: a crashed test must not leave the daemon
+        // running and holding CTest's output open.
+        prctl(PR_SET_PDEATHSIG, SIGTERM);
         execl(program.c_str(), "rigctld", "-m", "1", "-P", "RIG", "-T", "127.0.0.1", "-t",
               portText.c_str(), static_cast<char*>(nullptr));
         _exit(127);
