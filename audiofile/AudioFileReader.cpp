@@ -127,8 +127,13 @@ struct AudioFileReader::State {
             fileEnded = true;
         }
         mono.resize(static_cast<size_t>(got));
-        for (sf_count_t i = 0; i < got; ++i) {
-            mono[static_cast<size_t>(i)] = frames[static_cast<size_t>(i * info.channels + channel)];
+        if (info.channels == 1) {
+            std::copy_n(frames.begin(), got, mono.begin());
+        } else {
+            for (sf_count_t i = 0; i < got; ++i) {
+                mono[static_cast<size_t>(i)] =
+                    frames[static_cast<size_t>(i * info.channels + channel)];
+            }
         }
         // Before the converter, whose filter a NaN would poison too.
         cleaned += static_cast<int64_t>(tarn::cleanSamples(mono));

@@ -16,8 +16,10 @@
 // audio thread.
 #pragma once
 
+#include <bit>
 #include <cmath>
 #include <cstddef>
+#include <cstdint>
 #include <span>
 
 namespace tarn {
@@ -25,9 +27,23 @@ namespace tarn {
 // Full scale of float audio: what an infinite sample is clamped to.
 constexpr float kCleanedFullScale = 1.0f;
 
+// The exponent field of an IEEE-754 single: all ones in NaN and infinity.
+constexpr uint32_t kExponentBits = 0x7f800000u;
+
 // Replaces the non-finite samples of `samples` in place (see above);
 // returns how many were replaced.
 inline std::size_t cleanSamples(std::span<float> samples) noexcept {
+    // Almost every buffer is clean: one branch-free pass over the exponent
+    // bits (which the compiler runs in vector lanes) finds that out, and only
+    // a buffer with an all-ones exponent (NaN or infinity) is walked below.
+    uint32_t allOnes = 0;
+    for (const float sample : samples) {
+        const uint32_t exponent = std::bit_cast<uint32_t>(sample) & kExponentBits;
+        allOnes |= static_cast<uint32_t>(exponent == kExponentBits);
+    }
+    if (allOnes == 0) {
+        return 0;
+    }
     std::size_t cleaned = 0;
     for (float& sample : samples) {
         if (std::isnan(sample)) {
