@@ -133,8 +133,8 @@ TEST_F(CliTest, AStopSignalRemovesTheUnfinishedOutput) {
 }
 
 TEST_F(CliTest, RunningOutOfMemoryIsOneLineAndNoFile) {
-#if defined(__SANITIZE_ADDRESS__)
-    GTEST_SKIP() << "AddressSanitizer reserves more address space than the limits allow";
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "the sanitizers reserve more address space than the limits allow";
 #endif
     // 4000 characters render to about 50 MB of samples; the program itself
     // maps about 40 MB. 110 MB of address space holds the block once (not
