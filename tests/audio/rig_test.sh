@@ -46,13 +46,20 @@ wait_ptt 0 5 || { echo "rigctld did not come up"; cat "$work/rigctld.log"; exit 
 
 long=$(yes "CQ CQ CQ DE TARN1" | head -c 600 | tr '\n' ' ')
 
+# Waits (at most 15 s) for the send started in the background; its exit
+# status is left in $status.
+finish_send() {
+    status=0
+    timeout 15 tail --pid="$send_pid" -f /dev/null
+    wait "$send_pid" || status=$?
+    send_pid=""
+}
+
 # --- Keyed while the message plays, released after it ----------------------
 "$program" send "${rig[@]}" --text "  TARN1 TEST K" < /dev/null 2> "$work/send.err" &
 send_pid=$!
 wait_ptt 1 5 || fail "PTT did not come on during send"
-status=0
-wait "$send_pid" || status=$?
-send_pid=""
+finish_send
 [ "$status" = 0 ] || fail "send with the rig: status $status"
 [ "$(ptt)" = 0 ] || fail "PTT still on after send"
 
@@ -62,9 +69,7 @@ send_pid=$!
 wait_ptt 1 5 || fail "PTT did not come on (SIGTERM case)"
 sleep 1
 kill -TERM "$send_pid"
-status=0
-wait "$send_pid" || status=$?
-send_pid=""
+finish_send
 [ "$status" = 143 ] || fail "send after SIGTERM: status $status, expected 143"
 [ "$(ptt)" = 0 ] || fail "PTT still on after SIGTERM"
 
@@ -76,10 +81,7 @@ sleep 1
 stop_process "$private_pulse_pid"
 private_pulse_pid=""
 wait_ptt 0 5 || fail "PTT not released within 5 s of the sound server going away"
-status=0
-timeout 15 tail --pid="$send_pid" -f /dev/null
-wait "$send_pid" || status=$?
-send_pid=""
+finish_send
 [ "$status" = 1 ] || fail "send after losing the server: status $status, expected 1"
 grep -q "Audio device lost" "$work/send.err" || fail "send did not log the lost device"
 
@@ -118,10 +120,7 @@ if wait_ptt 1 5; then
 else
     fail "PTT did not come on (watchdog case)"
 fi
-status=0
-timeout 15 tail --pid="$send_pid" -f /dev/null
-wait "$send_pid" || status=$?
-send_pid=""
+finish_send
 [ "$status" = 1 ] || fail "send cut by the watchdog: status $status, expected 1"
 grep -q "Transmit watchdog: PTT released after 2 s" "$work/send.err" ||
     fail "send did not log the watchdog"

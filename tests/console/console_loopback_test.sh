@@ -32,36 +32,9 @@ sleep 1
 
 # --- The console sends ---------------------------------------------------------
 export TARN_TEST_CALLSIGN=$callsign
-# The console program runs on X with Qt's xcb and GL libraries, whose
-# leftovers at exit the slow unwinder would take minutes to attribute: as
-# for the console's GL test, its leaks are not checked (listen's are).
-run_console() {
-    local LSAN_OPTIONS="" ASAN_OPTIONS="${ASAN_OPTIONS:+$ASAN_OPTIONS:}detect_leaks=0"
-    export LSAN_OPTIONS ASAN_OPTIONS
-    if command -v xvfb-run > /dev/null; then
-        QT_QPA_PLATFORM=xcb xvfb-run -a -s "-screen 0 1280x800x24" "$console_test" \
-            > "$work/console.log" 2>&1
-    else
-        QT_QPA_PLATFORM=offscreen "$console_test" > "$work/console.log" 2>&1
-    fi
-    local status=$?
-    if [ "$status" != 0 ] || grep -q "^SKIP" "$work/console.log"; then
-        echo "FAIL: the console test program failed (status $status):"
-        cat "$work/console.log"
-        exit 1
-    fi
-}
-
 : > "$work/listen.out"
-run_console
-# The last block of 250 ms still has to pass through the receiver.
-if ! wait_for "$work/listen.out" "CQ de $callsign" 5; then
-    echo "FAIL: the listener did not print \"CQ de $callsign\"; got:"
-    od -c "$work/listen.out" | head -20
-    echo "--- listen's log"
-    cat "$work/listen.err"
-    exit 1
-fi
+run_console_test "$console_test"
+expect_listened "$work/listen.out" "$work/listen.err" "CQ de $callsign"
 if grep -q "Audio device lost" "$work/listen.err"; then
     echo "FAIL: the listener lost its input while the console played:"
     cat "$work/listen.err"

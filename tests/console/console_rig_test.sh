@@ -47,27 +47,8 @@ done
 sleep 1
 : > "$work/listen.out"
 
-# The console program runs on X with Qt's xcb and GL libraries, whose
-# leftovers at exit are not checked (listen's are), as for the console's GL
-# test.
-status=0
-TARN_TEST_RIG="127.0.0.1:$port" TARN_TEST_CALLSIGN=$callsign QT_QPA_PLATFORM=xcb \
-    LSAN_OPTIONS="" ASAN_OPTIONS="${ASAN_OPTIONS:+$ASAN_OPTIONS:}detect_leaks=0" \
-    xvfb-run -a -s "-screen 0 1280x800x24" "$console_test" > "$work/console.log" 2>&1 ||
-    status=$?
-if [ "$status" != 0 ] || grep -q "^SKIP" "$work/console.log"; then
-    echo "FAIL: the console test program failed (status $status):"
-    cat "$work/console.log"
-    exit 1
-fi
-# The last block of 250 ms still has to pass through the receiver.
-if ! wait_for "$work/listen.out" "CQ de $callsign" 5; then
-    echo "FAIL: the listener did not print \"CQ de $callsign\"; got:"
-    od -c "$work/listen.out" | head -20
-    echo "--- listen's log"
-    cat "$work/listen.err"
-    exit 1
-fi
+TARN_TEST_RIG="127.0.0.1:$port" TARN_TEST_CALLSIGN=$callsign run_console_test "$console_test"
+expect_listened "$work/listen.out" "$work/listen.err" "CQ de $callsign"
 echo "decoded: $(tr -d '\000' < "$work/listen.out" | tr '\n' ' ')"
 # Every piece of the station at 1500 Hz carries its RF: the dial (14070000 Hz,
 # USB, set by the console test) plus the carrier, each printed to 0.1 Hz.

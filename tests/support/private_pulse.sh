@@ -134,3 +134,36 @@ live_test_cleanup() {
     stop_process "$private_pulse_pid"
     if [ -n "${KEEP_WORK:-}" ]; then echo "kept $work"; else rm -rf "$work"; fi
 }
+
+# Runs a console test PROGRAM on an X server of its own (on Qt's offscreen
+# platform where xvfb-run is missing), its output in $work/console.log, and
+# ends the test when it fails or skips. Its leaks are not checked: Qt's xcb
+# and GL libraries keep theirs until exit, and the slow unwinder would take
+# minutes to attribute them (the command-line programs' leaks are checked).
+run_console_test() { # PROGRAM
+    local status=0
+    local LSAN_OPTIONS="" ASAN_OPTIONS="${ASAN_OPTIONS:+$ASAN_OPTIONS:}detect_leaks=0"
+    export LSAN_OPTIONS ASAN_OPTIONS
+    if command -v xvfb-run > /dev/null; then
+        QT_QPA_PLATFORM=xcb xvfb-run -a -s "-screen 0 1280x800x24" "$1" \
+            > "$work/console.log" 2>&1 || status=$?
+    else
+        QT_QPA_PLATFORM=offscreen "$1" > "$work/console.log" 2>&1 || status=$?
+    fi
+    if [ "$status" != 0 ] || grep -q "^SKIP" "$work/console.log"; then
+        echo "FAIL: the console test program failed (status $status):"
+        cat "$work/console.log"
+        exit 1
+    fi
+}
+
+# Ends the test unless "listen" printed TEXT within 5 s (the last 250 ms
+# block still has to pass through the receiver after the audio ends).
+expect_listened() { # OUT-FILE ERR-FILE TEXT
+    wait_for "$1" "$3" 5 && return 0
+    echo "FAIL: the listener did not print \"$3\"; got:"
+    od -c "$1" | head -20
+    echo "--- listen's log"
+    cat "$2"
+    exit 1
+}
